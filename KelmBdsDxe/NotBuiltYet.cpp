@@ -1,0 +1,344 @@
+// The one list of what the driver calls and does not have yet. Every function here has its final
+// name and signature, does nothing and says EFI_UNSUPPORTED (or the answer that leaves the boot
+// normal). The file shrinks with every piece that is built, and goes with the last.
+
+#include "boot/BootReports.h"
+#include "boot/ControllerBootFlags.h"
+#include "boot/DefaultBoot.h"
+#include "boot/Launcher.h"
+#include "boot/OemId.h"
+#include "boot/OneTimeBoot.h"
+#include "bootopt/DeviceLocation.h"
+#include "bootopt/EnumerateBootOptions.h"
+#include "bootopt/LoadOption.h"
+#include "console/ConnectConsoles.h"
+#include "console/SuperIo.h"
+#include "console/WriteCombining.h"
+#include "core/BootTask.h"
+#include "core/Forgeline.h"
+#include "core/HotKeys.h"
+#include "core/PauseKey.h"
+#include "core/UserEntries.h"
+#include "legacy/LegacyOption.h"
+#include "library/firmware/Services.h"
+#include "mgmt/ConfigLock.h"
+#include "mgmt/FactoryVariable.h"
+#include "mgmt/FirmwareInventory.h"
+#include "mgmt/PowerBudget.h"
+#include "mgmt/ServiceTag.h"
+#include "mgmt/SmaJobs.h"
+#include "mgmt/SmallSteps.h"
+#include "mgmt/SmbiosTables.h"
+#include "network/IscsiConnect.h"
+#include "network/NvmeofConnect.h"
+#include "platform/BoardPolicies.h"
+#include "platform/Connect.h"
+#include "platform/CpuVoltageRegulator.h"
+#include "platform/DeferredImages.h"
+#include "platform/ExtendedPost.h"
+#include "platform/GpuUsb.h"
+#include "platform/MemoryTest.h"
+#include "platform/SecureBootState.h"
+#include "platform/UsbPorts.h"
+#include "post/Languages.h"
+#include "post/LiquidCooling.h"
+#include "post/Passwords.h"
+#include "post/PostDisplay.h"
+#include "post/PostMessages.h"
+
+namespace kelm {
+
+// boot
+EFI_STATUS BdsLaunchBootOption(BootOptionRecord**, void*, UINTN* exitDataSize, CHAR16** exitData) {
+    *exitDataSize = 0;
+    *exitData = nullptr;
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsReportBootFailure(const EFI_DEVICE_PATH_PROTOCOL*, UINT32, const CHAR16*,
+                                EFI_STATUS) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsReportBootSuccess(const CHAR16*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsReadControllerBootFlags() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsClearControllerBootFlags() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsDefaultBoot() {
+    // The sequence calls this without end: a second between two calls lets time pass.
+    static_cast<void>(gBS->Stall(1'000'000));
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessOneTimeBoot() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsMfgModeSetPxe() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessOemId() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsOemIdEndOfPost() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsPersonalityModuleOemSmbiosBackup() {
+    return EFI_UNSUPPORTED;
+}
+
+// bootopt
+BootOptionRecord* BdsReadBootOption(UINT16) {
+    return nullptr;
+}
+EFI_STATUS EnumerateBootOptions() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsInitDeviceLocations() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsRegisterDeviceLocationEvent() {
+    return EFI_UNSUPPORTED;
+}
+
+// console
+EFI_STATUS BdsConnectConsoles() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS SuperIoSwapComPorts() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEnableVideoWriteCombining() {
+    return EFI_UNSUPPORTED;
+}
+
+// core
+EFI_STATUS BdsSetBootTask() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsShowBootTaskMessage() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSpecialBootTask() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSetBootTaskText(const CHAR8*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessControllerRequest() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsHotkeyEnable() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsHotkeyStop() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessHotKeys() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsUpdateHotKeyPrompt() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsStartPauseKey() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsStopPauseKey() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsForgelineInit() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsDetachForgelinePartition() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessSsm() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEnterForgelineGui() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsClearForgelineGuiRequest() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsBootServicePartition() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsInterfaceEnterForgeline() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEnterSetup() {
+    return EFI_UNSUPPORTED;
+}
+
+// legacy
+EFI_STATUS BdsGetLegacyOptionDevices(UINT16, UINT16**, UINTN*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSetLegacyOptionDeviceOrder(UINT16, const UINT16*, UINTN) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsGetLegacyDeviceEntry(UINT16, void**) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsGetLegacyDeviceDescription(UINT16, CHAR16**) {
+    return EFI_UNSUPPORTED;
+}
+
+// mgmt
+EFI_STATUS BdsCheckConfigLockdown() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BackupFactoryVariable() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSendFqddFwInfo() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsNimborGetPowerSupplyBootStatus() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckServiceTag() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessSmaUpdateTask() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessSmaJob(UINT32) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSendNimborPid() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessCapsulesEarly() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEnablePciDecode() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessPciDevices() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsNdcInit() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessAssetTag() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsNvmeUnlockStatusCheck() {
+    return EFI_UNSUPPORTED;
+}
+bool BdsCheckVmdEnabled() {
+    return false;
+}
+EFI_STATUS BdsEnableNvmePrebootHotplug() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsDisableNvmePrebootHotplug() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckAciShutdown() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsBladeChassisCheck() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessSmaResetToDefaults() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessAci() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessAciErrors() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsBuildEarlySmbiosTables() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsBuildSmbiosTables() {
+    return EFI_UNSUPPORTED;
+}
+
+// network
+EFI_STATUS BdsIscsiConnect() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsNvmeofConnect() {
+    return EFI_UNSUPPORTED;
+}
+
+// platform
+EFI_STATUS BdsCheckVacRequest(bool) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSetNumLock() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsGetMemTest(UINT32*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsConnectPciRootBridges() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsConnectSpecialPciDevices() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsConnectAll() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS CpuVrPogramUnderReport() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEfiBootManagerDispatchDeferredImages() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsExtendedPost() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS CheckNvidiaTypeCUsbSecurity() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsMemoryTest(bool) {
+    return EFI_UNSUPPORTED;
+}
+bool BdsGetSecureBootPendingTask() {
+    return false;
+}
+EFI_STATUS BdsProcessSecureBootTask(bool) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSecureBootStateCheck() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsSendUsbConfig() {
+    return EFI_UNSUPPORTED;
+}
+
+// post
+EFI_STATUS BdsInitLanguages(bool) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckLqcConfig() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckAdminPassword() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckSystemPassword() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckPasswordJumper() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsCheckPasswordDisabledMessage() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsProcessPostErrors(bool) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS RegisterPostMessage(UINT32) {
+    return EFI_UNSUPPORTED;
+}
+
+} // namespace kelm

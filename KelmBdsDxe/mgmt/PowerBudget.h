@@ -1,0 +1,11 @@
+// The power budget of the chassis.
+#pragma once
+
+#include "uefi/Base.h"
+
+namespace kelm {
+
+// Waits for the allocation of power where the controller asks for it.
+EFI_STATUS BdsNimborGetPowerSupplyBootStatus();
+
+} // namespace kelm

@@ -1,0 +1,13 @@
+// The jobs that wait at the controller.
+#pragma once
+
+#include "uefi/Base.h"
+
+namespace kelm {
+
+// Runs the update job that waits, inside "[BDS] PCI Enum"; writes its own phase lines.
+EFI_STATUS BdsProcessSmaUpdateTask();
+// Runs the jobs that `flags` selects.
+EFI_STATUS BdsProcessSmaJob(UINT32 flags);
+
+} // namespace kelm

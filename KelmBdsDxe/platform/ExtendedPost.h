@@ -1,0 +1,10 @@
+// The extended POST image.
+#pragma once
+
+#include "uefi/Base.h"
+
+namespace kelm {
+
+EFI_STATUS BdsExtendedPost();
+
+} // namespace kelm

@@ -1,0 +1,11 @@
+// Telling the password service when passwords may be typed.
+#pragma once
+
+#include "uefi/Base.h"
+
+namespace kelm {
+
+// The time for typing passwords is over. EFI_NOT_FOUND without the service.
+EFI_STATUS BdsPasswordEntryEnd();
+
+} // namespace kelm
