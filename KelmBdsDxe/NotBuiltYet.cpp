@@ -126,9 +126,7 @@ EFI_STATUS BdsSpecialBootTask() {
 EFI_STATUS BdsSetBootTaskText(const CHAR8*) {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsProcessControllerRequest() {
-    return EFI_UNSUPPORTED;
-}
+void BdsProcessControllerRequest() {}
 EFI_STATUS BdsHotkeyEnable() {
     return EFI_UNSUPPORTED;
 }
@@ -196,9 +194,7 @@ EFI_STATUS BackupFactoryVariable() {
 EFI_STATUS BdsSendFqddFwInfo() {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsNimborGetPowerSupplyBootStatus() {
-    return EFI_UNSUPPORTED;
-}
+void BdsNimborGetPowerSupplyBootStatus() {}
 EFI_STATUS BdsCheckServiceTag() {
     return EFI_UNSUPPORTED;
 }
@@ -302,12 +298,6 @@ EFI_STATUS CheckNvidiaTypeCUsbSecurity() {
 EFI_STATUS BdsMemoryTest(bool) {
     return EFI_UNSUPPORTED;
 }
-bool BdsGetSecureBootPendingTask() {
-    return false;
-}
-EFI_STATUS BdsProcessSecureBootTask(bool) {
-    return EFI_UNSUPPORTED;
-}
 EFI_STATUS BdsSecureBootStateCheck() {
     return EFI_UNSUPPORTED;
 }
@@ -325,9 +315,7 @@ EFI_STATUS BdsCheckLqcConfig() {
 EFI_STATUS BdsCheckAdminPassword() {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsCheckSystemPassword() {
-    return EFI_UNSUPPORTED;
-}
+void BdsCheckSystemPassword() {}
 EFI_STATUS BdsCheckPasswordJumper() {
     return EFI_UNSUPPORTED;
 }

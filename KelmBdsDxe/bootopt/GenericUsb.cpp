@@ -10,7 +10,7 @@ namespace kelm {
 
 namespace {
 
-constinit VendorPath mPath = MakeVendorPath(gKelmGenericUsbBootGuid);
+alignas(UINT64) constinit VendorPath mPath = MakeVendorPath(gKelmGenericUsbBootGuid);
 
 } // namespace
 

@@ -1,7 +1,6 @@
 // Text on the console, wrapped at words.
 //
-// Nothing is written while the system table has no console output. One line of output is at most
-// kPrintLineSize - 1 characters.
+// Nothing is written while the system table has no console output.
 #pragma once
 
 #include "library/pure/Format.h"
@@ -22,7 +21,7 @@ UINTN PrintWrapped(const CHAR16* text);
 // Writes a text; null is ignored.
 void PrintString(const CHAR16* text);
 // Writes one of the driver's strings (strings/Strings.h). EFI_NOT_FOUND: number 0 or no such
-// string.
+// string; EFI_OUT_OF_RESOURCES.
 EFI_STATUS PrintHiiString(UINT16 number);
 
 // Formats (library/pure/Format.h) into 512 characters and writes the result in lines.

@@ -41,6 +41,9 @@ EFI_STATUS LaunchAndReport(OwnedBootOption& option) {
     PoolPtr<CHAR16> exitData;
     const EFI_STATUS status =
         BdsLaunchBootOption(option.address(), nullptr, &exitDataSize, exitData.out());
+    if (option.get() == nullptr) {
+        return status;
+    }
     const BootOptionRecord& launched = *option.get();
     if (EFI_ERROR(status)) {
         static_cast<void>(BdsReportBootFailure(launched.DevicePath, launched.Attribute,
@@ -76,8 +79,8 @@ EFI_STATUS EFIAPI InterfaceBootByOptionNumber(UINT16 optionNumber, UINT16) {
 }
 
 EFI_STATUS EFIAPI InterfaceBootByDevicePath(EFI_DEVICE_PATH_PROTOCOL* path) {
-    if (path == nullptr) {
-        return EFI_INVALID_PARAMETER;
+    if (DevicePathSize(path) == 0) {
+        return EFI_INVALID_PARAMETER; // null, or broken on the way
     }
     OwnedBootOption option(MakeTransientOption(path));
     return option.get() == nullptr ? EFI_OUT_OF_RESOURCES : LaunchAndReport(option);

@@ -22,6 +22,6 @@ EFI_STATUS BdsSpecialBootTask();
 EFI_STATUS BdsSetBootTaskText(const CHAR8* text);
 // Carries out what the controller's boot flags ask for: setup, boot manager, diagnostics, the
 // Forgeline tool or a boot path.
-EFI_STATUS BdsProcessControllerRequest();
+void BdsProcessControllerRequest();
 
 } // namespace kelm

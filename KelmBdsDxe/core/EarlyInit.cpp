@@ -31,7 +31,8 @@ namespace kelm {
 
 namespace {
 
-constexpr UINT32 kBootOptionSupportValue = 0x10; // EFI_BOOT_OPTION_SUPPORT_APP is not offered
+constexpr UINT32 kBootOptionSupportValue = EFI_BOOT_OPTION_SUPPORT_SYSPREP;
+static_assert(kBootOptionSupportValue == 0x10);
 
 void ReadNullPageDetection() {
     gDriver.boot.nullPageDetection = 0;

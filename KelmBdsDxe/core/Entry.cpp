@@ -13,6 +13,7 @@ namespace kelm {
 namespace {
 
 void EFIAPI BdsEntry(EFI_BDS_ARCH_PROTOCOL*) {
+    RefreshLibraryServices();
     EndMeasurement("DXE", nullptr);
     StartMeasurement("BDS", nullptr);
     // From reset to here, as one mark.

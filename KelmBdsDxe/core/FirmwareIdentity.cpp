@@ -9,6 +9,7 @@
 #include "platform/BoardInfo.h"
 
 #include <cstring>
+#include <span>
 #include <string_view>
 
 namespace kelm {
@@ -48,7 +49,7 @@ void SetVendorAndRevision() {
     std::u16string_view vendor = kFallbackVendor;
     UINT32 revision = kFallbackRevision;
     if (record != nullptr) {
-        vendor = Ucs2View(record->FirmwareVendor);
+        vendor = Ucs2View(std::span<const CHAR16>(record->FirmwareVendor));
         revision = UINT32{record->VersionMajor} << 24 | UINT32{record->VersionMinor} << 16 |
                    UINT32{record->VersionMicro} << 8 | 1;
     }
@@ -58,10 +59,10 @@ void SetVendorAndRevision() {
     gST->FirmwareRevision = revision;
 }
 
-void UpdateChecksum(EFI_TABLE_HEADER& header) {
+void UpdateChecksum(EFI_TABLE_HEADER& header, UINTN size) {
     UINT32 crc = 0;
     header.CRC32 = 0;
-    if (!EFI_ERROR(gBS->CalculateCrc32(&header, header.HeaderSize, &crc))) {
+    if (!EFI_ERROR(gBS->CalculateCrc32(&header, size, &crc))) {
         header.CRC32 = crc;
     }
 }
@@ -71,8 +72,8 @@ void UpdateChecksum(EFI_TABLE_HEADER& header) {
 void BdsSetFirmwareIdentity() {
     InstallConfigurationTables();
     SetVendorAndRevision();
-    UpdateChecksum(gST->Hdr);
-    UpdateChecksum(gBS->Hdr);
+    UpdateChecksum(gST->Hdr, sizeof(EFI_SYSTEM_TABLE));
+    UpdateChecksum(gBS->Hdr, gBS->Hdr.HeaderSize);
 }
 
 } // namespace kelm

@@ -14,7 +14,12 @@ EFI_STATUS ProcessVolume(const void* volume, UINT64 size) {
     if (gDS == nullptr) {
         return EFI_UNSUPPORTED;
     }
-    return gDS->ProcessFirmwareVolume(volume, size, &gDriver.core.fontFvHandle);
+    EFI_HANDLE handle = nullptr;
+    const EFI_STATUS status = gDS->ProcessFirmwareVolume(volume, size, &handle);
+    if (!EFI_ERROR(status)) {
+        gDriver.core.fontFvHandle = handle;
+    }
+    return status;
 }
 
 EFI_STATUS ProcessCopy(const FlashVolume& volume) {

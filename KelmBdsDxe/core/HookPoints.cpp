@@ -12,13 +12,16 @@ namespace {
 constexpr EFI_GUID kHookHandleGuid = {
     0x2d0a1f5e, 0x6e55, 0x4c57, {0x9b, 0x1c, 0x0f, 0x3d, 0x8a, 0x5b, 0x7e, 0x21}};
 
-// A handle goes with its last protocol; this one keeps the hook handle between two hook points.
+// A handle goes with its last protocol; this one keeps the hook handle between two hook points. Its
+// interface means nothing; it is not null because null interfaces are signals.
+constinit UINT8 mHookHandleMark = 0;
+
 EFI_STATUS MakeHookHandle(EFI_HANDLE& handle) {
     if (handle != nullptr) {
         return EFI_SUCCESS;
     }
     return gBS->InstallProtocolInterface(&handle, &kHookHandleGuid, EFI_NATIVE_INTERFACE,
-                                         &gDriver.core);
+                                         &mHookHandleMark);
 }
 
 } // namespace

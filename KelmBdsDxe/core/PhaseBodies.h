@@ -52,6 +52,6 @@ void ProcessControllerBoot();
 void ProcessForgelineRequests();
 void ResetAfterSecureBootTask();
 void ResetAfterConfigurationBoot();
-void DefaultBootForever();
+[[noreturn]] void DefaultBootForever();
 
 } // namespace kelm

@@ -58,6 +58,7 @@ void BdsMainSequence() {
             RunPhase(phase);
         }
     }
+    __builtin_unreachable(); // the last row does not return
 }
 
 } // namespace kelm

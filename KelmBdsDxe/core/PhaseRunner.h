@@ -10,6 +10,6 @@ namespace kelm {
 void RunPhase(const Phase& phase);
 
 // Runs the whole table. Does not return.
-void BdsMainSequence();
+[[noreturn]] void BdsMainSequence();
 
 } // namespace kelm

@@ -34,6 +34,12 @@ namespace {
 
 constexpr UINTN kWrapColumns = 79;
 
+// Inside "[BDS] PCI Enum", with lines of its own.
+constexpr Phase kSmaUpdateTask = {
+    .title = "[BDS] Process SMA Update Task",
+    .body = [] { static_cast<void>(BdsProcessSmaUpdateTask()); },
+};
+
 // A hung POST is the controller's to notice until here; from here on it is the driver's.
 void StopFrb2Watchdog() {
     if (!BdsCompareSecondaryAttribute(kAttributeEsiCustomSettings, kAttributeEnabled) ||
@@ -89,7 +95,7 @@ void EnumeratePci() {
     static_cast<void>(BdsConnectPciRootBridges());
     static_cast<void>(BdsConnectSpecialPciDevices());
     RunPhase(NimborLateInitPhase());
-    static_cast<void>(BdsProcessSmaUpdateTask());
+    RunPhase(kSmaUpdateTask);
     static_cast<void>(BdsEnablePciDecode());
     RunPciPostEnumeration();
     static_cast<void>(BdsProcessPciDevices());

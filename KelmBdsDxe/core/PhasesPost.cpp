@@ -22,7 +22,7 @@
 #include "platform/BoardPolicies.h"
 #include "platform/Connect.h"
 #include "platform/MemoryTest.h"
-#include "platform/SecureBootState.h"
+#include "platform/SecureBootTask.h"
 #include "services/IpmiTransport.h"
 #include "strings/Strings.h"
 
@@ -113,7 +113,7 @@ void NvmePrebootHotplug() {
 
 void CheckSecureBootPendingTask() {
     gDriver.boot.secureBootTaskPending = BdsGetSecureBootPendingTask();
-    static_cast<void>(BdsProcessSecureBootTask(gDriver.boot.secureBootTaskPending));
+    BdsProcessSecureBootTask(gDriver.boot.secureBootTaskPending);
     if (gDriver.boot.secureBootTaskPending && gDriver.boot.bootTask == BootTask::Normal) {
         static_cast<void>(BdsSetBootTaskText("Secure Boot Configuration Requested"));
         ResetAfterSecureBootTask();

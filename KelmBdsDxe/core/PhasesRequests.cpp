@@ -36,6 +36,10 @@ BootState& State() {
     return gDriver.boot;
 }
 
+bool TaskIs(BootTask task) {
+    return State().bootTask == task;
+}
+
 void ClearBootTaskText() {
     static_cast<void>(BdsSetBootTaskText(""));
 }
@@ -99,7 +103,7 @@ void ProcessPostErrors() {
 
 void ProcessHotKeys() {
     BdsSignalHookPoint(gKelmHookProcessHotKeysGuid);
-    if (State().bootTask == BootTask::PreviousHotKey) {
+    if (TaskIs(BootTask::PreviousHotKey)) {
         ClearBootTaskText();
     }
     static_cast<void>(BdsProcessHotKeys());
@@ -108,18 +112,17 @@ void ProcessHotKeys() {
 void ProcessControllerBoot() {
     static_cast<void>(BdsClearControllerBootFlags());
     ClearBootTaskText();
-    static_cast<void>(BdsProcessControllerRequest());
+    BdsProcessControllerRequest();
 }
 
 void ProcessForgelineRequests() {
-    const BootTask task = State().bootTask;
-    if (task == BootTask::SystemConfiguration) {
+    if (TaskIs(BootTask::SystemConfiguration)) {
         DebugPrint(kDebugBdsInfo, "[BDS] Process SSM\n");
         ClearBootTaskText();
         static_cast<void>(BdsProcessSsm());
     }
-    if (task == BootTask::ForgelineGui || task == BootTask::PreviousForgelineGui) {
-        if (task == BootTask::PreviousForgelineGui) {
+    if (TaskIs(BootTask::ForgelineGui) || TaskIs(BootTask::PreviousForgelineGui)) {
+        if (TaskIs(BootTask::PreviousForgelineGui)) {
             static_cast<void>(BdsClearForgelineGuiRequest());
         }
         DebugPrint(kDebugBdsInfo, "[BDS] Process Forgeline GUI\n");
@@ -127,7 +130,7 @@ void ProcessForgelineRequests() {
         static_cast<void>(BdsEnterForgelineGui());
     }
     BdsManufacturingLeavePost();
-    if (task == BootTask::ServicePartition) {
+    if (TaskIs(BootTask::ServicePartition)) {
         DebugPrint(kDebugBdsInfo, "[BDS] Process BSP\n");
         ClearBootTaskText();
         static_cast<void>(BdsBootServicePartition());

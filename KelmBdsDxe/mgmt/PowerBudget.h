@@ -6,6 +6,6 @@
 namespace kelm {
 
 // Waits for the allocation of power where the controller asks for it.
-EFI_STATUS BdsNimborGetPowerSupplyBootStatus();
+void BdsNimborGetPowerSupplyBootStatus();
 
 } // namespace kelm

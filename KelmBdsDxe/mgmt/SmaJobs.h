@@ -5,7 +5,7 @@
 
 namespace kelm {
 
-// Runs the update job that waits, inside "[BDS] PCI Enum"; writes its own phase lines.
+// Runs the update job that waits; the body of "[BDS] Process SMA Update Task".
 EFI_STATUS BdsProcessSmaUpdateTask();
 // Runs the jobs that `flags` selects.
 EFI_STATUS BdsProcessSmaJob(UINT32 flags);

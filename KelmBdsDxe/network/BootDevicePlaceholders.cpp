@@ -12,7 +12,7 @@ namespace kelm {
 namespace {
 
 // The handle database keeps pointers to these for as long as the image lives.
-constinit std::array<VendorPath, kNetworkBootPlaceholderCount> mPaths = [] {
+alignas(UINT64) constinit std::array<VendorPath, kNetworkBootPlaceholderCount> mPaths = [] {
     std::array<VendorPath, kNetworkBootPlaceholderCount> paths{};
     for (UINTN i = 0; i < paths.size(); ++i) {
         paths[i] = MakeVendorPath(*kNetworkBootPlaceholders[i].guid);

@@ -1,12 +1,10 @@
-// Changes of the secure-boot configuration and its pending tasks.
+// Changes of the secure-boot configuration since the last boot.
 #pragma once
 
 #include "uefi/Base.h"
 
 namespace kelm {
 
-bool BdsGetSecureBootPendingTask();
-EFI_STATUS BdsProcessSecureBootTask(bool pending);
 EFI_STATUS BdsSecureBootStateCheck();
 
 } // namespace kelm

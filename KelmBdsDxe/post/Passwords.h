@@ -8,7 +8,7 @@ namespace kelm {
 // Asks for the setup password when one is installed. EFI_SUCCESS: accepted or not needed.
 EFI_STATUS BdsCheckAdminPassword();
 // Asks for the system password; returns only after a correct one.
-EFI_STATUS BdsCheckSystemPassword();
+void BdsCheckSystemPassword();
 // Reports the password jumper and a disabled password function.
 EFI_STATUS BdsCheckPasswordJumper();
 EFI_STATUS BdsCheckPasswordDisabledMessage();

@@ -29,7 +29,8 @@ EFI_STATUS ReadValue(KelmAttributeProtocol* service, const CHAR16* name, void* b
 
 // Zeroed room for a value and a NUL behind it, whether or not its size is even.
 PoolPtr<UINT8> AllocateStringBytes(UINT16 size) {
-    return AllocateZeroPool<UINT8>(UINTN{size} + sizeof(CHAR16));
+    const UINTN wholeCharacters = (UINTN{size} + 1) & ~UINTN{1};
+    return AllocateZeroPool<UINT8>(wholeCharacters + sizeof(CHAR16));
 }
 
 CHAR16* ReleaseAsString(PoolPtr<UINT8>& bytes) {
@@ -37,6 +38,9 @@ CHAR16* ReleaseAsString(PoolPtr<UINT8>& bytes) {
 }
 
 EFI_STATUS ReadExactly(const CHAR16* name, void* value, UINT16 expected) {
+    if (name == nullptr || value == nullptr) {
+        return EFI_INVALID_PARAMETER;
+    }
     KelmAttributeProtocol* service = nullptr;
     EFI_STATUS status = LocateProtocol(service);
     if (EFI_ERROR(status)) {
@@ -55,8 +59,19 @@ EFI_STATUS ReadExactly(const CHAR16* name, void* value, UINT16 expected) {
     return EFI_SUCCESS;
 }
 
-UINT16 ComparedLength(const void* value, UINT16 length) {
-    return length != 0 ? length : static_cast<UINT16>(Ucs2Size(static_cast<const CHAR16*>(value)));
+UINTN ComparedLength(const void* value, UINT16 length) {
+    return length != 0 ? UINTN{length} : Ucs2Size(static_cast<const CHAR16*>(value));
+}
+
+// The secondary reader's answer in pool memory. EFI_NOT_FOUND for a success without a buffer.
+EFI_STATUS ReadSecondary(const CHAR16* name, PoolPtr<void>& value, UINT16& size) {
+    KelmSecondaryAttributeReader* reader = nullptr;
+    EFI_STATUS status = LocateProtocol(reader);
+    if (EFI_ERROR(status)) {
+        return status;
+    }
+    status = reader->GetValue(reader, &gKelmAttributeNamespaceGuid, name, &size, value.out());
+    return !EFI_ERROR(status) && !value ? EFI_NOT_FOUND : status;
 }
 
 } // namespace
@@ -73,7 +88,7 @@ EFI_STATUS BdsGetAttributeString(const CHAR16* name, CHAR16** string) {
     if (EFI_ERROR(status)) {
         return status;
     }
-    std::array<UINT8, kFirstStringRead> first;
+    std::array<UINT8, kFirstStringRead> first{};
     UINT16 size = 0;
     status = ReadValue(service, name, first.data(), kFirstStringRead, size);
     if (EFI_ERROR(status) && status != EFI_BUFFER_TOO_SMALL) {
@@ -106,7 +121,7 @@ bool BdsCompareAttribute(const CHAR16* name, const void* value, UINT16 length) {
     if (service == nullptr && EFI_ERROR(LocateProtocol(service))) {
         return false;
     }
-    std::array<UINT8, kComparisonRead> usual;
+    std::array<UINT8, kComparisonRead> usual{};
     PoolPtr<UINT8> large;
     UINT8* buffer = usual.data();
     UINT16 room = kComparisonRead;
@@ -151,6 +166,9 @@ EFI_STATUS BdsGetAttributeWord(const CHAR16* name, UINT16* value) {
 }
 
 EFI_STATUS BdsSetAttributeData(const CHAR16* name, const void* data, UINT16 size) {
+    if (name == nullptr || data == nullptr) {
+        return EFI_INVALID_PARAMETER;
+    }
     KelmAttributeProtocol* service = nullptr;
     const EFI_STATUS status = LocateProtocol(service);
     if (EFI_ERROR(status)) {
@@ -171,14 +189,9 @@ EFI_STATUS BdsGetSecondaryAttributeString(const CHAR16* name, CHAR16** string) {
     if (name == nullptr || string == nullptr) {
         return EFI_INVALID_PARAMETER;
     }
-    KelmSecondaryAttributeReader* reader = nullptr;
-    EFI_STATUS status = LocateProtocol(reader);
-    if (EFI_ERROR(status)) {
-        return status;
-    }
     UINT16 size = 0;
     PoolPtr<void> value;
-    status = reader->GetValue(reader, &gKelmAttributeNamespaceGuid, name, &size, value.out());
+    const EFI_STATUS status = ReadSecondary(name, value, size);
     if (EFI_ERROR(status)) {
         return status;
     }
@@ -195,14 +208,9 @@ bool BdsCompareSecondaryAttribute(const CHAR16* name, const void* value, UINT16 
     if (name == nullptr || value == nullptr) {
         return false;
     }
-    KelmSecondaryAttributeReader* reader = nullptr;
-    if (EFI_ERROR(LocateProtocol(reader))) {
-        return false;
-    }
     UINT16 size = 0;
     PoolPtr<void> read;
-    if (EFI_ERROR(
-            reader->GetValue(reader, &gKelmAttributeNamespaceGuid, name, &size, read.out()))) {
+    if (EFI_ERROR(ReadSecondary(name, read, size))) {
         return false;
     }
     return size == ComparedLength(value, length) && std::memcmp(read.get(), value, size) == 0;

@@ -25,7 +25,7 @@ EFI_STATUS BdsSetAttributeString(const CHAR16* name, const CHAR16* value);
 // EFI_BAD_BUFFER_SIZE: the value is shorter; EFI_BUFFER_TOO_SMALL: it is longer.
 EFI_STATUS BdsGetAttributeByte(const CHAR16* name, UINT8* value);
 EFI_STATUS BdsGetAttributeWord(const CHAR16* name, UINT16* value);
-// Raw writes.
+// Raw writes. EFI_INVALID_PARAMETER, as for the reads: a null argument.
 EFI_STATUS BdsSetAttributeData(const CHAR16* name, const void* data, UINT16 size);
 EFI_STATUS BdsSetAttributeByte(const CHAR16* name, UINT8 value);
 

@@ -8,6 +8,8 @@ namespace kelm {
 
 namespace {
 
+constexpr UINTN kMaxRequest = 0xFF;
+
 constexpr UINTN AtLeastOne(UINTN size) {
     return std::max<UINTN>(size, 1); // a command without data still gets a buffer to point at
 }
@@ -23,6 +25,9 @@ EFI_STATUS BdsSendIpmiCommandOn(KelmIpmiTransportProtocol* transport, UINT8 netF
                                 UINT8 command, std::span<const UINT8> request, UINT8 responseSize,
                                 IpmiResponse& response) {
     response = {};
+    if (request.size() > kMaxRequest) {
+        return EFI_INVALID_PARAMETER;
+    }
     const PoolPtr<UINT8> requestBuffer = AllocateZeroPool<UINT8>(AtLeastOne(request.size()));
     PoolPtr<UINT8> responseBuffer = AllocateZeroPool<UINT8>(AtLeastOne(responseSize));
     if (!requestBuffer || !responseBuffer) {

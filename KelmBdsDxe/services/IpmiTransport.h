@@ -23,8 +23,8 @@ struct IpmiResponse {
 EFI_STATUS BdsLocateIpmiTransport(KelmIpmiTransportProtocol** transport);
 
 // Sends one command to LUN 0 and receives at most `responseSize` bytes. EFI_OUT_OF_RESOURCES: no
-// memory; EFI_BUFFER_TOO_SMALL: `response.size` is the size that the transport asks for; otherwise
-// the transport's status.
+// memory; EFI_INVALID_PARAMETER: more than 255 request bytes; EFI_BUFFER_TOO_SMALL: `response.size`
+// is the size that the transport asks for; otherwise the transport's status.
 EFI_STATUS BdsSendIpmiCommandOn(KelmIpmiTransportProtocol* transport, UINT8 netFunction,
                                 UINT8 command, std::span<const UINT8> request, UINT8 responseSize,
                                 IpmiResponse& response);

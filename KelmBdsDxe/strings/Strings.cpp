@@ -1,6 +1,7 @@
 #include "strings/Strings.h"
 
 #include "core/DriverState.h"
+#include "kelm/FileGuids.h"
 #include "library/firmware/HiiStrings.h"
 
 #include <array>
@@ -9,11 +10,20 @@ namespace kelm {
 
 namespace {
 
-// kStrings[i] has the number i + 1. Numbers 0x02 to 0x0A are not in use.
+// kStrings[i] has the number i + 1.
 constexpr std::array<const CHAR16*, kStringEmpty> kStrings = [] {
     std::array<const CHAR16*, kStringEmpty> strings{};
     const auto set = [&strings](UINT16 number, const CHAR16* text) { strings[number - 1] = text; };
     set(kStringLanguageName, u"English");
+    set(kStringFloppy, u"EFI Floppy");
+    set(kStringDvdCdrom, u"EFI DVD/CDROM");
+    set(kStringTapeBackupUnit, u"Tape Backup Unit");
+    set(kStringUsbDevice, u"EFI USB Device");
+    set(kStringScsiDevice, u"EFI SCSI Device");
+    set(kStringMiscDevice, u"EFI Misc Device");
+    set(kStringNonBlockBootDevice, u"EFI Non-Block Boot Device");
+    set(kStringFixedDisk, u"EFI Fixed Disk Boot Device");
+    set(kStringRaidDiskPlaceholder, u"EFI RAID Disk PlaceHolder");
     set(kStringNoPxeDevice, u"No PXE-capable device available.");
     set(kStringBootFailed, u"Boot Failed: ");
     set(kStringUnableToBoot, u"UEFI0073: Unable to boot ");

@@ -5,12 +5,18 @@
 
 namespace kelm {
 
-// {7C210524-CF97-4E57-8619-742BA25684A3}
-inline constexpr EFI_GUID gKelmBdsStringPackageGuid = {
-    0x7C210524, 0xCF97, 0x4E57, {0x86, 0x19, 0x74, 0x2B, 0xA2, 0x56, 0x84, 0xA3}};
 inline constexpr CHAR8 kStringLanguage[] = "en-US";
 
 inline constexpr UINT16 kStringLanguageName = 0x01;
+inline constexpr UINT16 kStringFloppy = 0x02;
+inline constexpr UINT16 kStringDvdCdrom = 0x03;
+inline constexpr UINT16 kStringTapeBackupUnit = 0x04;
+inline constexpr UINT16 kStringUsbDevice = 0x05;
+inline constexpr UINT16 kStringScsiDevice = 0x06;
+inline constexpr UINT16 kStringMiscDevice = 0x07;
+inline constexpr UINT16 kStringNonBlockBootDevice = 0x08;
+inline constexpr UINT16 kStringFixedDisk = 0x09;
+inline constexpr UINT16 kStringRaidDiskPlaceholder = 0x0A;
 inline constexpr UINT16 kStringNoPxeDevice = 0x0B;
 inline constexpr UINT16 kStringBootFailed = 0x0C;
 inline constexpr UINT16 kStringUnableToBoot = 0x0D;

@@ -45,6 +45,10 @@ void RunLibraryConstructors(EFI_HANDLE imageHandle, EFI_SYSTEM_TABLE* systemTabl
     gBS = systemTable->BootServices;
     gRT = systemTable->RuntimeServices;
     gDS = nullptr;
+    RefreshLibraryServices();
+}
+
+void RefreshLibraryServices() {
     for (const LibraryModule& module : kModules) {
         const EFI_STATUS status = module.construct();
         KELM_ASSERT(!EFI_ERROR(status));

@@ -22,6 +22,9 @@ extern EFI_HANDLE gImageHandle;
 // Runs the constructors of all library modules in their fixed order. A constructor that fails is an
 // assertion and does not stop the others.
 void RunLibraryConstructors(EFI_HANDLE imageHandle, EFI_SYSTEM_TABLE* systemTable);
+// Looks again for the services that the platform may have gained since: the log, platform values
+// and measurements. Called when the boot sequence begins, after all drivers have been dispatched.
+void RefreshLibraryServices();
 // Runs the destructors in reverse order.
 void RunLibraryDestructors();
 
