@@ -1,0 +1,109 @@
+# The host build: the driver and its library compiled natively, the simulated server, the tests, the
+# benchmarks and the fuzz targets.
+
+find_package(fmt REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(GTest QUIET)
+find_package(benchmark QUIET)
+find_path(KELM_VALIJSON_INCLUDE valijson/validator.hpp REQUIRED)
+
+# kelm_library_target(<name> SOURCES <source>... LINK <target>... OPTIONS <option>...)
+# A static library. Without any source it only hands on what it links to.
+function(kelm_library_target name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK;OPTIONS")
+    if(NOT arg_SOURCES)
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE ${arg_LINK})
+        return()
+    endif()
+    add_library(${name} STATIC ${arg_SOURCES})
+    target_compile_options(${name} PRIVATE ${arg_OPTIONS})
+    target_link_libraries(${name} PUBLIC ${arg_LINK} PRIVATE kelm_warnings)
+endfunction()
+
+# kelm_program(<name> SOURCES <source>... LINK <target>...)
+function(kelm_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE ${arg_LINK} kelm_warnings)
+endfunction()
+
+# The driver, as it also goes into the image, but for the processor underneath.
+kelm_sources(pure_sources library/pure)
+kelm_sources(firmware_sources library/firmware library/cpu)
+list(FILTER firmware_sources EXCLUDE REGEX "/library/cpu/CpuX64\\.cpp$")
+kelm_sources(driver_sources KelmBdsDxe)
+kelm_library_target(kelm_pure
+    SOURCES ${pure_sources} LINK kelm_includes OPTIONS ${KELM_FREESTANDING})
+kelm_library_target(kelm_library
+    SOURCES ${firmware_sources} LINK kelm_pure OPTIONS ${KELM_FREESTANDING})
+kelm_library_target(kelm_driver
+    SOURCES ${driver_sources} LINK kelm_library OPTIONS ${KELM_FREESTANDING})
+
+# The simulated server. It knows the driver only by its entry point, so only programs link both.
+kelm_sources(sim_sources sim)
+kelm_sources(cli_sources sim/cli)
+list(FILTER sim_sources EXCLUDE REGEX "/sim/cli/")
+kelm_library_target(sim_core
+    SOURCES ${sim_sources} LINK kelm_pure fmt::fmt nlohmann_json::nlohmann_json)
+if(sim_sources)
+    target_include_directories(sim_core SYSTEM PUBLIC "${KELM_VALIJSON_INCLUDE}")
+    kelm_embed_text(sim_core sim/machine/machine.schema.json kMachineSchemaText)
+    kelm_embed_text(sim_core machines/default.json kDefaultMachineText)
+endif()
+if(cli_sources)
+    kelm_program(kelm-sim SOURCES ${cli_sources} LINK kelm_driver sim_core CLI11::CLI11)
+endif()
+
+include(CTest)
+
+kelm_sources(test_sources tests)
+if(test_sources AND GTest_FOUND)
+    # Where a test finds the repository and the program; see tests/Paths.h. In a source of its own,
+    # so that a checkout elsewhere compiles every other test to the same object.
+    set(kelm_paths_source "${CMAKE_BINARY_DIR}/generated/TestPaths.cpp")
+    file(CONFIGURE OUTPUT "${kelm_paths_source}" @ONLY CONTENT [[
+#include "tests/Paths.h"
+
+namespace paths {
+const char* const kRepository = "@CMAKE_SOURCE_DIR@";
+const char* const kSimProgram = "@CMAKE_BINARY_DIR@/kelm-sim";
+} // namespace paths
+]])
+    kelm_program(kelm-tests
+        SOURCES ${test_sources} "${kelm_paths_source}"
+        LINK kelm_driver sim_core GTest::gtest GTest::gtest_main)
+    if(TARGET kelm-sim)
+        add_dependencies(kelm-tests kelm-sim)
+    endif()
+    # A process for each test: a driver that hangs or crashes costs one test, with its name.
+    include(GoogleTest)
+    gtest_discover_tests(kelm-tests DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+elseif(test_sources)
+    message(STATUS "GoogleTest is missing: no tests")
+endif()
+
+kelm_sources(bench_sources bench)
+if(bench_sources AND benchmark_FOUND)
+    kelm_program(kelm-bench
+        SOURCES ${bench_sources}
+        LINK kelm_driver sim_core benchmark::benchmark benchmark::benchmark_main)
+endif()
+
+# Each source directly in fuzz/ is one target, fuzz-<Name>. Without libFuzzer it replays the inputs
+# in fuzz/corpus/<Name>, as a test.
+file(GLOB fuzz_sources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/fuzz/*.cpp")
+foreach(source IN LISTS fuzz_sources)
+    cmake_path(GET source STEM name)
+    if(KELM_FUZZ)
+        kelm_program(fuzz-${name} SOURCES "${source}" LINK kelm_driver sim_core)
+        target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
+    else()
+        kelm_program(fuzz-${name}
+            SOURCES "${source}" tools/FuzzReplay.cpp LINK kelm_driver sim_core)
+        add_test(NAME fuzz-${name}
+            COMMAND fuzz-${name} "${CMAKE_SOURCE_DIR}/fuzz/corpus/${name}")
+        set_tests_properties(fuzz-${name} PROPERTIES TIMEOUT 120)
+    endif()
+endforeach()
