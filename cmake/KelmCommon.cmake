@@ -28,7 +28,8 @@ find_program(KELM_CCACHE ccache)
 set(KELM_COMPILER_LAUNCHER "")
 if(KELM_CCACHE)
     set(KELM_COMPILER_LAUNCHER
-        env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "CCACHE_NOHASHDIR=1" "${KELM_CCACHE}")
+        env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" "CCACHE_NOHASHDIR=1"
+        "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime" "${KELM_CCACHE}")
     if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
         set(CMAKE_CXX_COMPILER_LAUNCHER ${KELM_COMPILER_LAUNCHER})
     endif()

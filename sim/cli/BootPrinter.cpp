@@ -1,0 +1,129 @@
+#include "sim/cli/BootPrinter.h"
+
+#include "sim/firmware/Screen.h"
+
+#include <fmt/format.h>
+#include <ostream>
+
+namespace sim {
+
+namespace {
+
+constexpr double kMicrosecondsPerSecond = 1e6;
+constexpr std::size_t kFrameWidth = 40;
+
+constexpr std::string_view kDim = "\033[2m";
+constexpr std::string_view kBold = "\033[1m";
+constexpr std::string_view kPlain = "\033[0m";
+
+double Seconds(std::uint64_t microseconds) {
+    return double(microseconds) / kMicrosecondsPerSecond;
+}
+
+} // namespace
+
+void BootPrinter::See(const Json& event) {
+    const auto& kind = event["event"].get_ref<const std::string&>();
+    if (kind == "debug") {
+        SeeDebug(event);
+    } else if (kind == "splash") {
+        SeeSplash(event);
+    } else if (kind == "screen") {
+        const Screen& screen = *Platform::Current().screen;
+        PrintScrolled(screen);
+        lines_ = screen.Lines();
+    } else if (kind == "screen-clear" || kind == "screen-mode") {
+        if (!choice_.screenOnly) {
+            PrintFrame(lines_);
+        }
+        lines_.clear();
+    }
+}
+
+void BootPrinter::End(const BootResult& result, unsigned bootNumber) {
+    FlushLog();
+    PrintFrame(result.screen);
+    lines_.clear();
+    scrolled_ = 0;
+    if (choice_.screenOnly) {
+        return;
+    }
+    const auto style = [&](std::string_view code) {
+        return choice_.colour ? code : std::string_view();
+    };
+    out_ << fmt::format("{}boot {} ended after {:.3f} s: {}{}", style(kBold), bootNumber,
+                        Seconds(result.time), EndReasonText(result.reason), style(kPlain));
+    if (!result.detail.empty()) {
+        out_ << fmt::format(" ({})", result.detail);
+    }
+    out_ << std::endl;
+}
+
+void BootPrinter::SeeDebug(const Json& event) {
+    if (!choice_.log) {
+        return;
+    }
+    if (logLine_.empty()) {
+        logTime_ = event["t"];
+    }
+    for (char c : event["text"].get_ref<const std::string&>()) {
+        if (c == '\n') {
+            FlushLog();
+            logTime_ = event["t"];
+        } else if (c != '\r') {
+            logLine_ += c;
+        }
+    }
+}
+
+void BootPrinter::FlushLog() {
+    if (logLine_.empty()) {
+        return;
+    }
+    out_ << fmt::format("{}[{:12.6f}]{} {}\n", choice_.colour ? kDim : "", Seconds(logTime_),
+                        choice_.colour ? kPlain : "", logLine_);
+    logLine_.clear();
+}
+
+void BootPrinter::SeeSplash(const Json& event) {
+    if (choice_.screenOnly) {
+        return;
+    }
+    const std::string what = event.value("what", std::string());
+    const auto print = [&](const std::string& text) {
+        if (!text.empty()) {
+            out_ << fmt::format("({}: {})\n", what, text);
+        }
+    };
+    if (event.contains("text") && event["text"].is_string()) {
+        print(event["text"]);
+    }
+    if (event.contains("lines") && event["lines"].is_array()) {
+        for (const Json& line : event["lines"]) {
+            print(line.is_string() ? line.get<std::string>() : TraceLine(line));
+        }
+    }
+}
+
+void BootPrinter::PrintScrolled(const Screen& screen) {
+    const std::vector<std::string>& lines = screen.ScrolledOff();
+    for (; scrolled_ < lines.size(); scrolled_++) {
+        if (!choice_.screenOnly) {
+            out_ << "| " << lines[scrolled_] << '\n';
+        }
+    }
+}
+
+void BootPrinter::PrintFrame(const std::vector<std::string>& lines) {
+    if (lines.empty()) {
+        return;
+    }
+    const std::string edge(kFrameWidth, '-');
+    out_ << '+' << edge << '\n';
+    for (const std::string& line : lines) {
+        out_ << (line.empty() ? "|" : "| ") << line << '\n';
+    }
+    out_ << '+' << edge << std::endl;
+}
+
+} // namespace sim

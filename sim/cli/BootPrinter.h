@@ -1,0 +1,44 @@
+// What the tool prints of a boot while it runs: the screen whenever it is about to change for good
+// (cleared, scrolled, ended), splash texts, and the debug log when asked for.
+#pragma once
+
+#include "sim/firmware/Platform.h"
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+class BootPrinter {
+public:
+    struct Choice {
+        bool log = false;        // print debug lines with their time
+        bool screenOnly = false; // nothing but the final screen
+        bool colour = false;     // the stream is a terminal that takes colours
+    };
+
+    BootPrinter(std::ostream& out, const Choice& choice) : out_(out), choice_(choice) {}
+
+    // One trace event, as it is recorded.
+    void See(const Json& event);
+    // The end of a power-on: the rest of the log, the final screen and, unless only that is wanted,
+    // the line that says how it ended.
+    void End(const BootResult& result, unsigned bootNumber);
+
+private:
+    void SeeDebug(const Json& event);
+    void SeeSplash(const Json& event);
+    void FlushLog();
+    void PrintScrolled(const Screen& screen);
+    void PrintFrame(const std::vector<std::string>& lines);
+
+    std::ostream& out_;
+    Choice choice_;
+    std::string logLine_; // the debug line that has no end yet
+    std::uint64_t logTime_ = 0;
+    std::vector<std::string> lines_; // the screen as it was after the last text
+    std::size_t scrolled_ = 0;       // lines that left it and are printed
+};
+
+} // namespace sim

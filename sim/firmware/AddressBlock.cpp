@@ -1,0 +1,27 @@
+#include "sim/firmware/AddressBlock.h"
+
+namespace sim {
+
+AddressBlock::AddressBlock(Arena& arena, UINT64 pages, ArenaOwner owner)
+    : size_(pages * Arena::kPageSize) {
+    if (arena.AllocatePages(AllocateAnyPages, EfiBootServicesData, pages, &base_, owner) !=
+        EFI_SUCCESS) {
+        size_ = 0;
+    }
+}
+
+void* AddressBlock::Next() {
+    if (used_ + kSlotSize > size_) {
+        return nullptr;
+    }
+    void* address = reinterpret_cast<void*>(base_ + used_);
+    used_ += kSlotSize;
+    return address;
+}
+
+bool AddressBlock::WasIssued(const void* address) const {
+    const UINT64 offset = reinterpret_cast<UINT64>(address) - base_;
+    return offset < used_ && offset % kSlotSize == 0;
+}
+
+} // namespace sim

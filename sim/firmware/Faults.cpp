@@ -1,0 +1,53 @@
+#include "sim/firmware/Faults.h"
+
+namespace sim {
+
+Faults::Faults(const MachineDescription& machine) {
+    const Json& list = machine.At("/faults");
+    for (std::size_t i = 0; i < list.size(); i++) {
+        const Json& item = list[i];
+        const std::string place = "/faults/" + std::to_string(i);
+        Fault fault;
+        if (!item.is_object() || !item.contains("call") || !item["call"].is_string()) {
+            throw MachineFileError(machine.file, place, "a fault names the call that it hits");
+        }
+        fault.call = item["call"].get<std::string>();
+        if (item.contains("nth")) {
+            fault.nth = ReadNumber(machine, item["nth"], place + "/nth");
+        }
+        if (item.contains("status")) {
+            fault.status = ReadStatus(machine, item["status"], place + "/status");
+        }
+        fault.onward = item.value("onward", false);
+        fault.powerCut = item.value("powerCut", false);
+        faults_.push_back(std::move(fault));
+    }
+}
+
+const Fault* Faults::Count(std::string_view call) {
+    auto found = counts_.find(call);
+    if (found == counts_.end()) {
+        found = counts_.emplace(std::string(call), 0).first;
+    }
+    const std::uint64_t number = ++found->second;
+    for (const Fault& fault : faults_) {
+        if (fault.call == call && (fault.onward ? number >= fault.nth : number == fault.nth)) {
+            return &fault;
+        }
+    }
+    return nullptr;
+}
+
+std::uint64_t Faults::Calls(std::string_view call) const {
+    auto found = counts_.find(call);
+    return found == counts_.end() ? 0 : found->second;
+}
+
+void Faults::Add(Fault fault, bool fromNow) {
+    if (fromNow) {
+        fault.nth += Calls(fault.call);
+    }
+    faults_.push_back(std::move(fault));
+}
+
+} // namespace sim

@@ -1,0 +1,42 @@
+// Faults that the machine file injects into calls: the N-th call of a service or sibling member
+// answers a status instead of being carried out, once or from then on.
+#pragma once
+
+#include "sim/machine/MachineDescription.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+struct Fault {
+    std::string call; // "SetVariable", "KelmNimborProtocol.EarlyInit"
+    std::uint64_t nth = 1;
+    EFI_STATUS status = EFI_DEVICE_ERROR;
+    bool onward = false;   // every call from the N-th on
+    bool powerCut = false; // the power fails in the middle of the call
+};
+
+class Faults {
+public:
+    // Reads "faults". Throws MachineFileError.
+    explicit Faults(const MachineDescription& machine);
+
+    // Counts one call; returns the fault that hits it, if any. Valid until the next Add().
+    const Fault* Count(std::string_view call);
+    // How often the call was made so far, faults included.
+    std::uint64_t Calls(std::string_view call) const;
+
+    // For tests: one more fault, whose `nth` counts from now when `fromNow` is set.
+    void Add(Fault fault, bool fromNow = false);
+
+private:
+    std::vector<Fault> faults_;
+    std::map<std::string, std::uint64_t, std::less<>> counts_;
+};
+
+} // namespace sim

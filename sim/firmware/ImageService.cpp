@@ -1,0 +1,281 @@
+#include "sim/firmware/ImageService.h"
+
+#include "library/pure/DevicePath.h"
+#include "sim/firmware/DxeCore.h"
+#include "sim/firmware/Platform.h"
+#include "sim/firmware/TraceText.h"
+#include "sim/firmware/Violations.h"
+
+#include <csetjmp>
+
+namespace sim {
+
+struct ImageService::Image {
+    EFI_HANDLE handle = nullptr;
+    EFI_IMAGE_ENTRY_POINT entry = nullptr;
+    std::unique_ptr<PeImage> pe; // null for native code
+    bool application = false;
+    bool started = false;
+    std::string name; // as traces and fault reports have it
+    EFI_LOADED_IMAGE_PROTOCOL* info = nullptr;
+    void* path = nullptr; // of the loaded image device path protocol; may be null
+    std::jmp_buf leave;   // back into Start(), from Exit()
+};
+
+ImageService::ImageService(Platform& platform) : platform_(platform) {}
+ImageService::~ImageService() = default;
+
+void ImageService::Install() {
+    BootLocal<std::unique_ptr<Image>> image(std::make_unique<Image>());
+    (*image)->name = "firmware";
+    (*image)->started = true;
+    static_cast<void>(Publish(image, &firmware_));
+}
+
+ImageService::Image* ImageService::Find(EFI_HANDLE handle) {
+    auto found = images_.find(handle);
+    return found != images_.end() ? found->second.get() : nullptr;
+}
+
+void ImageService::Trace(const char* operation, const Image& image, EFI_STATUS status) {
+    platform_.trace.Record(
+        "image", {{"op", operation}, {"path", image.name}, {"status", StatusText(status)}});
+}
+
+// Gives the image its handle and protocols; notifications of them may end the boot.
+EFI_STATUS ImageService::Publish(BootLocal<std::unique_ptr<Image>>& local, EFI_HANDLE* handle) {
+    std::unique_ptr<Image>& image = *local;
+    if (image->info == nullptr) {
+        image->info = platform_.memory->New<EFI_LOADED_IMAGE_PROTOCOL>();
+    }
+    if (image->info == nullptr) {
+        return EFI_OUT_OF_RESOURCES;
+    }
+    EFI_LOADED_IMAGE_PROTOCOL& info = *image->info;
+    info.Revision = EFI_LOADED_IMAGE_PROTOCOL_REVISION;
+    info.SystemTable = platform_.SystemTable();
+    info.ImageCodeType = image->application ? EfiLoaderCode : EfiBootServicesCode;
+    info.ImageDataType = image->application ? EfiLoaderData : EfiBootServicesData;
+    if (image->pe != nullptr) {
+        info.ImageBase = image->pe->Base();
+        info.ImageSize = image->pe->Size();
+    }
+    Image& published = *image;
+    const EFI_STATUS status = platform_.handles->Install(
+        &published.handle, gEfiLoadedImageProtocolGuid, published.info);
+    if (EFI_ERROR(status)) {
+        return status;
+    }
+    *handle = published.handle;
+    images_.emplace(published.handle, std::move(image));
+    return platform_.handles->Install(&published.handle, gEfiLoadedImageDevicePathProtocolGuid,
+                                      published.path);
+}
+
+void ImageService::Remove(EFI_HANDLE handle) {
+    Image* image = Find(handle);
+    void* memory[] = {image->path, image->info->FilePath, image->info};
+    static_cast<void>(platform_.handles->Uninstall(
+        handle, gEfiLoadedImageDevicePathProtocolGuid, image->path));
+    static_cast<void>(
+        platform_.handles->Uninstall(handle, gEfiLoadedImageProtocolGuid, image->info));
+    images_.erase(handle);
+    for (void* block : memory) {
+        if (block != nullptr) {
+            static_cast<void>(platform_.arena->FreePool(block));
+        }
+    }
+}
+
+EFI_HANDLE ImageService::AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName) {
+    BootLocal<std::unique_ptr<Image>> image(std::make_unique<Image>());
+    (*image)->entry = entry;
+    (*image)->name = fileName;
+    EFI_HANDLE handle = nullptr;
+    if (EFI_ERROR(Publish(image, &handle))) {
+        return nullptr;
+    }
+    Find(handle)->info->ParentHandle = firmware_;
+    Trace("load", *Find(handle), EFI_SUCCESS);
+    return handle;
+}
+
+EFI_STATUS ImageService::AddPe(std::span<const UINT8> bytes, const char* fileName,
+                               EFI_HANDLE* handle) {
+    return AddImage(bytes, firmware_, nullptr, nullptr, fileName, handle);
+}
+
+// Maps the image and publishes it. `name` is copied.
+EFI_STATUS ImageService::AddImage(std::span<const UINT8> bytes, EFI_HANDLE parent,
+                                  EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE device,
+                                  const std::string& name, EFI_HANDLE* handle) {
+    BootLocal<std::unique_ptr<Image>> local(std::make_unique<Image>());
+    std::unique_ptr<Image>& image = *local;
+    image->name = name;
+    const PeResult result = PeImage::Load(bytes, region_, image->pe);
+    EFI_STATUS status = PeStatus(result);
+    if (EFI_ERROR(status)) {
+        Trace("load", *image, status);
+        return status;
+    }
+    image->entry = reinterpret_cast<EFI_IMAGE_ENTRY_POINT>(image->pe->EntryPoint());
+    image->application = image->pe->Header().subsystem == kPeSubsystemEfiApplication;
+    image->info = platform_.memory->New<EFI_LOADED_IMAGE_PROTOCOL>();
+    const std::size_t pathSize = kelm::DevicePathSize(path);
+    if (image->info != nullptr && pathSize != 0) {
+        // The file's place on its device: what the device's own path does not say.
+        EFI_DEVICE_PATH_PROTOCOL* rest = path;
+        EFI_HANDLE nearest = nullptr;
+        if (device != nullptr &&
+            platform_.handles->LocateDevicePath(gEfiDevicePathProtocolGuid, &rest, &nearest) ==
+                EFI_SUCCESS &&
+            nearest != device) {
+            rest = path;
+        }
+        image->path = platform_.memory->Copy(path, pathSize, kOwnerFirmware);
+        image->info->FilePath = static_cast<EFI_DEVICE_PATH_PROTOCOL*>(
+            platform_.memory->Copy(rest, kelm::DevicePathSize(rest), kOwnerFirmware));
+    }
+    if (image->info != nullptr) {
+        image->info->ParentHandle = parent;
+        image->info->DeviceHandle = device;
+    }
+    platform_.RunsImages();
+    status = Publish(local, handle);
+    if (!EFI_ERROR(status)) {
+        Trace("load", *Find(*handle), status);
+    }
+    return status;
+}
+
+EFI_STATUS ImageService::Load(bool bootPolicy, EFI_HANDLE parent, EFI_DEVICE_PATH_PROTOCOL* path,
+                              const void* source, UINTN sourceSize, EFI_HANDLE* handle) {
+    if (handle == nullptr || Find(parent) == nullptr) {
+        return EFI_INVALID_PARAMETER;
+    }
+    if (source == nullptr && path == nullptr) {
+        return EFI_NOT_FOUND;
+    }
+    const BootLocal<std::string> name(path != nullptr ? DevicePathText(path)
+                                                      : std::string("memory"));
+    if (source != nullptr) {
+        EFI_DEVICE_PATH_PROTOCOL* rest = path;
+        EFI_HANDLE device = nullptr;
+        if (path != nullptr) {
+            static_cast<void>(platform_.handles->LocateDevicePath(gEfiDevicePathProtocolGuid,
+                                                                  &rest, &device));
+        }
+        return AddImage({static_cast<const UINT8*>(source), sourceSize}, parent, path, device,
+                        *name, handle);
+    }
+    // Files come from where the machine's devices are: whoever simulates them sets the source.
+    BootLocal<std::vector<UINT8>> bytes;
+    EFI_HANDLE device = nullptr;
+    const EFI_STATUS status =
+        fileSource_ ? fileSource_(path, bootPolicy, *bytes, &device) : EFI_NOT_FOUND;
+    if (EFI_ERROR(status)) {
+        platform_.trace.Record("image",
+                               {{"op", "load"}, {"path", *name}, {"status", StatusText(status)}});
+        return status;
+    }
+    return AddImage(*bytes, parent, path, device, *name, handle);
+}
+
+// Runs the entry until it returns or leaves by Exit(). A frame of its own: what it holds must not
+// change between setjmp and longjmp.
+EFI_STATUS ImageService::RunEntry(Image& image) {
+    if (setjmp(image.leave) != 0) {
+        return exitStatus_;
+    }
+    return image.entry(image.handle, platform_.SystemTable());
+}
+
+EFI_STATUS ImageService::Start(EFI_HANDLE handle, UINTN* exitDataSize, CHAR16** exitData) {
+    Image* image = Find(handle);
+    if (image == nullptr || image->started) {
+        return EFI_INVALID_PARAMETER;
+    }
+    image->started = true;
+    Trace("start", *image, EFI_SUCCESS);
+    const EFI_HANDLE caller = running_;
+    const EFI_TPL level = platform_.events->Tpl();
+    running_ = handle;
+    exitData_ = nullptr;
+    exitDataSize_ = 0;
+    const EFI_STATUS status = RunEntry(*image);
+    running_ = caller;
+    image = Find(handle);
+    Trace("return", *image, status);
+    const EFI_TPL left = platform_.events->Tpl();
+    if (left != level) {
+        platform_.violations->Record(image->name + " returned with the task priority at " +
+                                     std::to_string(left) + ", started at " +
+                                     std::to_string(level));
+        if (left > level) {
+            platform_.events->RestoreTpl(level);
+        } else {
+            platform_.events->RaiseTpl(level);
+        }
+    }
+    if (exitData != nullptr && exitDataSize != nullptr) {
+        *exitData = exitData_;
+        *exitDataSize = exitDataSize_;
+    } else if (exitData_ != nullptr) {
+        static_cast<void>(platform_.arena->FreePool(exitData_));
+    }
+    // An application is gone when it is done, a driver only when it failed.
+    if (image->application || (EFI_ERROR(status) && image->pe != nullptr)) {
+        Remove(handle);
+    }
+    return status;
+}
+
+EFI_STATUS ImageService::Exit(EFI_HANDLE handle, EFI_STATUS status, UINTN exitDataSize,
+                              CHAR16* exitData) {
+    Image* image = Find(handle);
+    if (image == nullptr) {
+        return EFI_INVALID_PARAMETER;
+    }
+    if (!image->started) {
+        return Unload(handle);
+    }
+    if (handle != running_) {
+        return EFI_INVALID_PARAMETER;
+    }
+    exitStatus_ = status;
+    exitDataSize_ = exitData != nullptr ? exitDataSize : 0;
+    exitData_ = exitData;
+    std::longjmp(image->leave, 1);
+}
+
+EFI_STATUS ImageService::Unload(EFI_HANDLE handle) {
+    Image* image = Find(handle);
+    if (image == nullptr || handle == firmware_) {
+        return EFI_INVALID_PARAMETER;
+    }
+    if (image->started) {
+        if (image->info->Unload == nullptr) {
+            return EFI_UNSUPPORTED;
+        }
+        const EFI_STATUS status = image->info->Unload(handle);
+        image = Find(handle);
+        if (EFI_ERROR(status) || image == nullptr) {
+            return status;
+        }
+    }
+    Trace("unload", *image, EFI_SUCCESS);
+    Remove(handle);
+    return EFI_SUCCESS;
+}
+
+std::string ImageService::Locate(UINT64 address) const {
+    for (const auto& [handle, image] : images_) {
+        if (image->pe != nullptr && image->pe->Contains(reinterpret_cast<const void*>(address))) {
+            return image->name + "+" +
+                   HexNumber(address - reinterpret_cast<UINT64>(image->pe->Base()));
+        }
+    }
+    return {};
+}
+
+} // namespace sim

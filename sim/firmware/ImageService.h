@@ -1,0 +1,86 @@
+// Images (UEFI 2.10, section 7.4): loading, starting, leaving and unloading them, with the loaded
+// image protocol on each image's handle.
+//
+// An image comes from the caller's buffer, or from the device path when a source of files knows it
+// (SetFileSource). Start, Exit and Unload call the image and may end the boot.
+#pragma once
+
+#include "sim/firmware/BootLocal.h"
+#include "sim/firmware/PeImage.h"
+#include "uefi/BootServices.h"
+#include "uefi/DevicePath.h"
+#include "uefi/LoadedImage.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+class Platform;
+
+class ImageService {
+public:
+    explicit ImageService(Platform& platform);
+    ~ImageService();
+    ImageService(const ImageService&) = delete;
+    ImageService& operator=(const ImageService&) = delete;
+
+    // Installs the handle of the firmware itself, the agent of HandleProtocol() and the parent of
+    // the driver.
+    void Install();
+    EFI_HANDLE FirmwareHandle() const { return firmware_; }
+
+    // Reads the file that a device path names into `bytes` and tells the device that it lies on.
+    // Any status but EFI_SUCCESS is LoadImage()'s answer.
+    using FileSource =
+        std::function<EFI_STATUS(EFI_DEVICE_PATH_PROTOCOL* path, bool bootPolicy,
+                                 std::vector<UINT8>& bytes, EFI_HANDLE* device)>;
+    void SetFileSource(FileSource source) { fileSource_ = std::move(source); }
+
+    // The driver, linked into this program or as an image. `fileName` stands in traces. nullptr, or
+    // the status of the PE result, when there is no memory or the image is bad.
+    EFI_HANDLE AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName);
+    EFI_STATUS AddPe(std::span<const UINT8> bytes, const char* fileName, EFI_HANDLE* image);
+
+    // LoadImage(), StartImage(), Exit() and UnloadImage().
+    EFI_STATUS Load(bool bootPolicy, EFI_HANDLE parent, EFI_DEVICE_PATH_PROTOCOL* path,
+                    const void* source, UINTN sourceSize, EFI_HANDLE* image);
+    EFI_STATUS Start(EFI_HANDLE image, UINTN* exitDataSize, CHAR16** exitData);
+    EFI_STATUS Exit(EFI_HANDLE image, EFI_STATUS status, UINTN exitDataSize, CHAR16* exitData);
+    EFI_STATUS Unload(EFI_HANDLE image);
+
+    // The image that runs now, nullptr before the driver.
+    EFI_HANDLE Running() const { return running_; }
+    // The name of the image that an address lies in, with the offset ("KelmBdsDxe+0x1234"); empty
+    // when in none.
+    std::string Locate(UINT64 address) const;
+    std::size_t Count() const { return images_.size(); }
+
+private:
+    struct Image;
+    Image* Find(EFI_HANDLE handle);
+    EFI_STATUS AddImage(std::span<const UINT8> bytes, EFI_HANDLE parent,
+                        EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE device, const std::string& name,
+                        EFI_HANDLE* handle);
+    EFI_STATUS Publish(BootLocal<std::unique_ptr<Image>>& local, EFI_HANDLE* handle);
+    EFI_STATUS RunEntry(Image& image);
+    void Remove(EFI_HANDLE handle);
+    void Trace(const char* operation, const Image& image, EFI_STATUS status);
+
+    Platform& platform_;
+    PeImageRegion region_;
+    FileSource fileSource_;
+    EFI_HANDLE firmware_ = nullptr;
+    EFI_HANDLE running_ = nullptr;
+    std::map<EFI_HANDLE, std::unique_ptr<Image>> images_;
+    // What the image that left last handed to Exit().
+    EFI_STATUS exitStatus_ = EFI_SUCCESS;
+    UINTN exitDataSize_ = 0;
+    CHAR16* exitData_ = nullptr;
+};
+
+} // namespace sim

@@ -1,0 +1,326 @@
+#include "sim/firmware/Platform.h"
+
+#include "sim/firmware/Clock.h"
+#include "sim/firmware/DriverModel.h"
+#include "sim/firmware/DxeCore.h"
+#include "sim/firmware/Faults.h"
+#include "sim/firmware/Fiber.h"
+#include "sim/firmware/HobList.h"
+#include "sim/firmware/ImageService.h"
+#include "sim/firmware/InstructionTrap.h"
+#include "sim/firmware/Keyboard.h"
+#include "sim/firmware/PcdDatabase.h"
+#include "sim/firmware/Screen.h"
+#include "sim/firmware/TraceText.h"
+#include "sim/firmware/VariableService.h"
+#include "sim/firmware/Violations.h"
+#include "sim/firmware/Watchdog.h"
+#include "sim/siblings/Sibling.h"
+#include "uefi/BdsArch.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+constexpr const char* kDriverName = "KelmBdsDxe";
+constexpr std::size_t kStackSize = 4u << 20; // sanitized code needs far more than firmware has
+constexpr std::uint64_t kSecond = 1000000;
+
+Platform* mCurrent = nullptr;
+
+} // namespace
+
+// What a boot needs while it runs.
+struct Platform::Boot {
+    std::unique_ptr<Fiber> fiber;
+    std::unique_ptr<InstructionTrap> trap;
+    std::exception_ptr failure; // of the simulator itself, before the driver runs
+    std::array<char, 512> detail{}; // text for End() that outlives the stack
+    std::vector<std::string> missing;
+    BootResult result;
+    bool ended = false;
+};
+
+std::string_view EndReasonText(EndReason reason) {
+    switch (reason) {
+    case EndReason::OsStarted:
+        return "os-started";
+    case EndReason::ResetWarm:
+        return "reset-warm";
+    case EndReason::ResetCold:
+        return "reset-cold";
+    case EndReason::Shutdown:
+        return "shutdown";
+    case EndReason::Halted:
+        return "halted";
+    case EndReason::WaitingForKey:
+        return "waiting-for-key";
+    case EndReason::TimeLimit:
+        return "time-limit";
+    }
+    return "unknown";
+}
+
+BootLocals& BootLocals::Current() {
+    return Platform::Current().locals;
+}
+
+Platform& Platform::Current() {
+    if (mCurrent == nullptr) {
+        throw std::logic_error("no platform is powered on");
+    }
+    return *mCurrent;
+}
+
+Platform::Platform(const MachineDescription& machineIn, NvStore& storeIn, Trace& traceIn,
+                   unsigned bootNumberIn)
+    : machine(machineIn), trace(traceIn), store(storeIn), bootNumber(bootNumberIn),
+      boot_(std::make_unique<Boot>()) {
+    if (mCurrent != nullptr) {
+        throw std::logic_error("one platform at a time");
+    }
+    mCurrent = this;
+    try {
+        for (const Json& name : machine.At("/missing")) {
+            boot_->missing.push_back(name.get<std::string>());
+        }
+        clock = std::make_unique<Clock>(LimitOf("timeSeconds", 3600) * kSecond, [this] {
+            End(EndReason::TimeLimit, "the machine's limit of virtual time is reached");
+        });
+        trace.SetClock([this] { return clock->Now(); });
+        violations = std::make_unique<Violations>(trace);
+        faults = std::make_unique<Faults>(machine);
+        arena = std::make_unique<Arena>();
+        cpu = std::make_unique<SimulatedCpu>();
+        memory = std::make_unique<MemoryService>(*this);
+        events = std::make_unique<EventService>(*this);
+        handles = std::make_unique<HandleDatabase>(*this);
+        drivers = std::make_unique<DriverModel>(*this);
+        images = std::make_unique<ImageService>(*this);
+        variables = std::make_unique<VariableService>(*this);
+        pcds = std::make_unique<PcdDatabase>(*this);
+        hobs = std::make_unique<HobList>(*this);
+        screen = std::make_unique<Screen>(*this);
+        keyboard = std::make_unique<Keyboard>(*this);
+        watchdog = std::make_unique<Watchdog>(*this);
+        core = std::make_unique<DxeCore>(*this);
+        siblings = MakeSiblings(*this);
+        WireProcessor();
+    } catch (...) {
+        trace.SetClock({});
+        mCurrent = nullptr;
+        throw;
+    }
+}
+
+Platform::~Platform() {
+    boot_->fiber.reset();
+    boot_->trap.reset();
+    locals.Clear();
+    trace.SetClock([end = clock->Now()] { return end; });
+    mCurrent = nullptr;
+}
+
+// What the driver does to the processor is traced; a halt ends the boot or waits for an interrupt.
+void Platform::WireProcessor() {
+    cpu->SetObserver([this](const CpuAccess& access) {
+        const char* place = "register";
+        if (access.operation <= CpuOperation::Out32) {
+            place = "port";
+        } else if (access.operation <= CpuOperation::MmioWrite64) {
+            place = "address";
+        }
+        trace.Record("io", {{"op", CpuOperationName(access.operation)},
+                            {place, access.location},
+                            {"value", access.value}});
+    });
+    cpu->SetHaltHandler([this] {
+        if (!cpu->InterruptsEnabled()) {
+            End(EndReason::Halted, "the processor was halted with interrupts off");
+        }
+        // The next interrupt is the next happening; without one it is the timer's, in vain.
+        events->NoteIdlePoll();
+        clock->AdvanceTo(clock->NextDue().value_or(0));
+    });
+}
+
+std::uint64_t Platform::LimitOf(const char* name, std::uint64_t otherwise) const {
+    const std::string place = std::string("/limits/") + name;
+    const Json& value = machine.At(place);
+    return value.is_null() ? otherwise : ReadNumber(machine, value, place);
+}
+
+bool Platform::IsMissing(std::string_view name, const EFI_GUID& guid) const {
+    const std::string guidText = GuidText(guid);
+    return std::any_of(boot_->missing.begin(), boot_->missing.end(), [&](const std::string& item) {
+        return item == name || std::equal(item.begin(), item.end(), guidText.begin(),
+                                          guidText.end(), [](char a, char b) {
+                                              return std::toupper(static_cast<unsigned char>(a)) ==
+                                                     b;
+                                          });
+    });
+}
+
+void* Platform::CopyToPool(const void* data, std::size_t size, const char* owner) {
+    return memory->Copy(data, size, owner);
+}
+
+EFI_SYSTEM_TABLE* Platform::SystemTable() {
+    return core->SystemTable();
+}
+
+BootResult Platform::Run(const DriverImage& driver, const Prepare& prepare) {
+    Boot& boot = *boot_;
+    boot.fiber = std::make_unique<Fiber>(kStackSize, [&] {
+        // No exception can pass the driver's frames; these come from before it runs.
+        try {
+            PowerOn(prepare);
+        } catch (...) {
+            boot.failure = std::current_exception();
+            return;
+        }
+        RunDriver(driver);
+    });
+    if (driver.setCpuBackend != nullptr) {
+        driver.setCpuBackend(&cpu->Backend());
+    }
+    boot.fiber->Resume();
+    if (driver.setCpuBackend != nullptr) {
+        driver.setCpuBackend(nullptr);
+    }
+    if (boot.trap != nullptr) {
+        boot.trap->Disarm();
+    }
+    if (boot.failure) {
+        std::rethrow_exception(boot.failure);
+    }
+    boot.result.time = clock->Now();
+    boot.result.violations = violations->All();
+    boot.result.screen = screen->Lines();
+    return boot.result;
+}
+
+void Platform::PowerOn(const Prepare& prepare) {
+    core->Install();
+    images->Install();
+    hobs->Install();
+    pcds->Install();
+    watchdog->Install();
+    for (auto& sibling : siblings) {
+        sibling->Install();
+    }
+    if (prepare) {
+        prepare(*this);
+    }
+}
+
+void Platform::RunDriver(const DriverImage& driver) {
+    EFI_HANDLE image = nullptr;
+    EFI_STATUS status = EFI_SUCCESS;
+    if (driver.nativeEntry != nullptr) {
+        image = images->AddNative(driver.nativeEntry, kDriverName);
+    } else {
+        status = images->AddPe(driver.peImage, kDriverName, &image);
+    }
+    char* detail = boot_->detail.data();
+    const std::size_t room = boot_->detail.size();
+    if (EFI_ERROR(status) || image == nullptr) {
+        std::snprintf(detail, room, "the driver could not be loaded: %s",
+                      StatusText(status).c_str());
+        End(EndReason::Halted, detail);
+    }
+    status = images->Start(image, nullptr, nullptr);
+    if (EFI_ERROR(status)) {
+        std::snprintf(detail, room, "the driver's entry returned %s", StatusText(status).c_str());
+        End(EndReason::Halted, detail);
+    }
+    auto* bds = static_cast<EFI_BDS_ARCH_PROTOCOL*>(handles->FindFirst(gEfiBdsArchProtocolGuid));
+    if (bds == nullptr) {
+        End(EndReason::Halted, "there is no BDS architectural protocol");
+    }
+    bds->Entry(bds);
+    End(EndReason::Halted, "the BDS entry returned");
+}
+
+void Platform::RunsImages() {
+    if (boot_->trap != nullptr) {
+        return;
+    }
+    boot_->trap = std::make_unique<InstructionTrap>(*cpu, [this](const CpuFault& fault) {
+        char* detail = boot_->detail.data();
+        {
+            const std::string where = images->Locate(fault.ip);
+            if (where.empty() && !fault.stackOverflow) {
+                return false; // our own fault: a debugger or sanitizer shall see it
+            }
+            std::snprintf(detail, boot_->detail.size(), "%s in %s",
+                          fault.stackOverflow ? "stack overflow" : "processor exception",
+                          where.c_str());
+            violations->Record(detail);
+        }
+        End(EndReason::Halted, detail);
+    });
+    boot_->trap->Arm();
+}
+
+void Platform::End(EndReason reason, const char* detail) {
+    Boot& boot = *boot_;
+    if (boot.fiber == nullptr || boot.ended) {
+        throw std::logic_error("no boot runs that could end");
+    }
+    boot.ended = true;
+    boot.result.reason = reason;
+    boot.result.detail = detail;
+    static_cast<void>(arena->CheckAll());
+    trace.Record("end", {{"reason", EndReasonText(reason)}, {"boot", bootNumber}});
+    boot.fiber->Leave();
+}
+
+void Platform::LosePower(const char* call) {
+    trace.Record("power-failure", {{"call", call}});
+    std::snprintf(boot_->detail.data(), boot_->detail.size(), "the power failed in %s", call);
+    End(EndReason::Halted, boot_->detail.data());
+}
+
+std::optional<EFI_STATUS> Platform::Inject(const char* call) {
+    const Fault* fault = faults->Count(call);
+    if (fault == nullptr) {
+        return std::nullopt;
+    }
+    if (fault->powerCut) {
+        LosePower(call);
+    }
+    trace.Record("fault", {{"call", call}, {"status", StatusText(fault->status)}});
+    return fault->status;
+}
+
+std::optional<EFI_STATUS> Platform::EnterService(const char* name, EFI_TPL highestTpl) {
+    events->NoteServiceCall();
+    const EFI_TPL level = events->Tpl();
+    if (level > highestTpl) {
+        violations->Record(std::string(name) + " called at level " + std::to_string(level) +
+                           ", allowed up to " + std::to_string(highestTpl));
+    }
+    return Inject(name);
+}
+
+std::optional<EFI_STATUS> Platform::EnterSibling(const char* protocol, const char* member,
+                                                 bool traced) {
+    events->NoteServiceCall();
+    if (traced) {
+        trace.Record("protocol-call", {{"protocol", protocol}, {"member", member}});
+    }
+    // On the stack: the fault may cut the power.
+    std::array<char, 128> call;
+    std::snprintf(call.data(), call.size(), "%s.%s", protocol, member);
+    return Inject(call.data());
+}
+
+} // namespace sim

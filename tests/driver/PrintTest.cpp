@@ -1,0 +1,92 @@
+#include "console/Print.h"
+#include "strings/Strings.h"
+#include "tests/driver/DriverBoot.h"
+
+#include <gtest/gtest.h>
+
+namespace kelm::test {
+
+namespace {
+
+// What the console receives, piece by piece.
+std::vector<std::string> Pieces(UINTN columns, const std::u16string& text) {
+    sim::Trace trace;
+    UINTN counted = 0;
+    RunInFirmware(
+        "{}",
+        [&](sim::Platform&) {
+            SetPrintWrapColumn(columns);
+            counted = PrintWrapped(text.c_str());
+        },
+        &trace);
+    std::vector<std::string> pieces;
+    for (const sim::Json& event : trace.EventsOf("screen")) {
+        pieces.push_back(event.at("text"));
+    }
+    EXPECT_EQ(counted, pieces.size());
+    return pieces;
+}
+
+std::string Repeat(std::size_t count) {
+    return std::string(count, 'x');
+}
+
+std::u16string Wide(const std::string& text) {
+    return std::u16string(text.begin(), text.end());
+}
+
+} // namespace
+
+TEST(Print, WrapsAtWords) {
+    struct Row {
+        UINTN columns;
+        std::string text;
+        std::vector<std::string> pieces;
+    };
+    const Row rows[] = {
+        {79, Repeat(79) + " " + "tail!", {Repeat(79) + "\r\n", "tail!"}},
+        {79, Repeat(100), {Repeat(79) + "\r\n", Repeat(21)}},
+        {79, Repeat(79), {Repeat(79)}},
+        {10, "aaaa bbbb cccc", {"aaaa bbbb\r\n", "cccc"}},
+        {10, "aaaa bbbbb cc", {"aaaa bbbbb\r\n", "cc"}},
+        {10, "aaaa bbbbbb cc", {"aaaa\r\n", "bbbbbb cc"}},
+        {10, "aaaa    bbbbbbbbbb", {"aaaa   \r\n", "bbbbbbbbbb"}},
+        {10, "aaaaaaaaaa     bb", {"aaaaaaaaaa\r\n", "bb"}},
+        {10, "one\ntwo\n", {"one\r\n", "two\r\n"}},
+        {10, "\n\nx", {"\r\n", "\r\n", "x"}},
+        {10, "aaaaaaaaaa\nbb", {"aaaaaaaaaa\r\n", "bb"}},
+        {0, Repeat(300), {Repeat(300)}},
+        {5000, Repeat(300), {Repeat(256) + "\r\n", Repeat(44)}},
+        {10, "", {}},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(Pieces(row.columns, Wide(row.text)), row.pieces)
+            << row.columns << ": " << row.text;
+    }
+}
+
+TEST(Print, FormatsBoundedTextAndShowsStringsByNumber) {
+    sim::Trace trace;
+    RunInFirmware(
+        "{}",
+        [](sim::Platform&) {
+            EXPECT_EQ(PrintHiiString(kStringResetting), EFI_NOT_FOUND) << "not registered yet";
+            EXPECT_EQ(BdsRegisterStrings(), EFI_SUCCESS);
+            EXPECT_EQ(PrintHiiString(kStringResetting), EFI_SUCCESS);
+            EXPECT_EQ(PrintHiiString(0), EFI_NOT_FOUND);
+            EXPECT_EQ(PrintHiiString(0xFFFF), EFI_NOT_FOUND);
+            EXPECT_EQ(PrintHiiString(0x1C), EFI_NOT_FOUND);
+            PrintString(nullptr);
+            PrintFormatted(u"%d of %s", 3, u"four");
+            PrintFormatted(u"%s", std::u16string(600, u'w').c_str());
+        },
+        &trace);
+    std::vector<std::string> pieces;
+    for (const sim::Json& event : trace.EventsOf("screen")) {
+        pieces.push_back(event.at("text"));
+    }
+    EXPECT_EQ(pieces, (std::vector<std::string>{"Resetting the system...", "3 of four",
+                                                std::string(511, 'w')}));
+}
+
+} // namespace kelm::test
