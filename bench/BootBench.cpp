@@ -1,6 +1,6 @@
 // A whole boot of the default machine, from reset to the default boot.
 
-#include "sim/firmware/Faults.h"
+#include "library/cpu/CpuBackend.h"
 #include "sim/firmware/Server.h"
 
 #include <benchmark/benchmark.h>
@@ -17,7 +17,10 @@ void BootDefaultMachine(benchmark::State& state) {
     for (auto _ : state) {
         sim::Trace trace;
         sim::Server server(machine, sim::NvStore(),
-                           {.nativeEntry = _ModuleEntryPoint, .peImage = {}}, trace);
+                           {.nativeEntry = _ModuleEntryPoint,
+                            .peImage = {},
+                            .setCpuBackend = &kelm::SetCpuBackend},
+                           trace);
         server.SetInspector(
             [&](sim::Platform& platform) { peak = platform.arena->Statistics().peakBytes; });
         benchmark::DoNotOptimize(server.PowerOn());

@@ -36,6 +36,7 @@ struct CoreState {
     EFI_HANDLE bdsArchHandle = nullptr;
     EFI_HANDLE interfaceHandle = nullptr;
     EFI_HANDLE hookHandle = nullptr; // carries every hook point protocol
+    UINTN hooksInstalled = 0;        // on that handle
     EFI_HANDLE fontFvHandle = nullptr;
     KelmPlatformPolicyProtocol* platformPolicy = nullptr; // kept once found
     EFI_EVENT exitBootEvent = nullptr;                    // open until boot services end

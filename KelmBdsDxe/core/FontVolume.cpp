@@ -38,8 +38,11 @@ EFI_STATUS ProcessCopy(const FlashVolume& volume) {
     if (EFI_ERROR(status)) {
         return status;
     }
-    // From here on the dispatcher may refer to the copy.
-    return ProcessVolume(reinterpret_cast<const void*>(pages.release()), volume.size);
+    const EFI_STATUS processed = ProcessVolume(pages.get(), volume.size);
+    if (!EFI_ERROR(processed)) {
+        static_cast<void>(pages.release()); // the dispatcher refers to the copy from here on
+    }
+    return processed;
 }
 
 } // namespace

@@ -96,9 +96,8 @@ EFI_STATUS EFIAPI OpenProtocolInformation(EFI_HANDLE handle, const EFI_GUID* pro
         EFI_ERROR(status)) {
         return status;
     }
-    void* buffer = Platform::Current().memory->Copy(openers.data(),
-                                                    openers.size() * sizeof(openers[0]),
-                                                    kOwnerOpenProtocolInformation);
+    void* buffer = Platform::Current().memory->Copy(
+        openers.data(), openers.size() * sizeof(openers[0]), kOwnerOpenProtocolInformation);
     if (buffer == nullptr) {
         return EFI_OUT_OF_RESOURCES;
     }
@@ -178,8 +177,7 @@ EFI_STATUS EFIAPI LocateHandleBuffer(EFI_LOCATE_SEARCH_TYPE kind, const EFI_GUID
     *count = 0;
     *buffer = nullptr;
     std::vector<EFI_HANDLE> found;
-    if (const EFI_STATUS status = Handles().Locate(kind, protocol, key, found);
-        EFI_ERROR(status)) {
+    if (const EFI_STATUS status = Handles().Locate(kind, protocol, key, found); EFI_ERROR(status)) {
         return status;
     }
     void* copy = Platform::Current().memory->Copy(found.data(), found.size() * sizeof(EFI_HANDLE),
@@ -310,9 +308,9 @@ EFI_STATUS EFIAPI ConnectController(EFI_HANDLE controller, EFI_HANDLE* driverIma
         platform.handles->Find(controller, gEfiDevicePathProtocolGuid))));
     const EFI_STATUS status =
         platform.drivers->Connect(controller, driverImages, remainingPath, recursive != FALSE);
-    platform.trace.Record("connect", {{"path", *path},
-                                      {"recursive", recursive != FALSE},
-                                      {"status", StatusText(status)}});
+    platform.trace.Record(
+        "connect",
+        {{"path", *path}, {"recursive", recursive != FALSE}, {"status", StatusText(status)}});
     return status;
 }
 

@@ -61,8 +61,10 @@ const char* ResetName(EFI_RESET_TYPE type) {
 } // namespace
 
 DxeCore::DxeCore(Platform& platform)
-    : memorySpace(platform.arena->Base(), platform.arena->Size()), platform_(platform),
-      monotonicCount_(UINT64(platform.bootNumber) << 32), secondsAtPowerOn_(PowerOnSeconds()) {
+    : memorySpace(platform.arena->Base(), platform.arena->Size()),
+      platform_(platform),
+      monotonicCount_(UINT64(platform.bootNumber) << 32),
+      secondsAtPowerOn_(PowerOnSeconds()) {
     const MachineDescription& machine = platform.machine;
     const Json& present = machine.At("/flash/fontVolume/present");
     fontVolumePresent_ = !present.is_boolean() || present.get<bool>();
@@ -80,8 +82,8 @@ void DxeCore::Install() {
                                                        EFI_RUNTIME_SERVICES_REVISION);
     dxeServices_ =
         MakeTable<EFI_DXE_SERVICES>(memory, DXE_SERVICES_SIGNATURE, DXE_SERVICES_REVISION);
-    systemTable_ = MakeTable<EFI_SYSTEM_TABLE>(memory, EFI_SYSTEM_TABLE_SIGNATURE,
-                                               EFI_SYSTEM_TABLE_REVISION);
+    systemTable_ =
+        MakeTable<EFI_SYSTEM_TABLE>(memory, EFI_SYSTEM_TABLE_SIGNATURE, EFI_SYSTEM_TABLE_REVISION);
     FillPriorityAndEventServices(*bootServices_);
     FillMemoryServices(*bootServices_);
     FillProtocolServices(*bootServices_);
@@ -98,8 +100,8 @@ void DxeCore::Install() {
     systemTable_->FirmwareRevision = kFirmwareRevision;
     systemTable_->BootServices = bootServices_;
     systemTable_->RuntimeServices = runtimeServices_;
-    systemTable_->ConfigurationTable = static_cast<EFI_CONFIGURATION_TABLE*>(memory.Allocate(
-        kMaxConfigurationTables * sizeof(EFI_CONFIGURATION_TABLE), kOwnerFirmware));
+    systemTable_->ConfigurationTable = static_cast<EFI_CONFIGURATION_TABLE*>(
+        memory.Allocate(kMaxConfigurationTables * sizeof(EFI_CONFIGURATION_TABLE), kOwnerFirmware));
     InstallConsole();
     UpdateCrc(systemTable_->Hdr);
     InstallConfigurationTable(gEfiDxeServicesTableGuid, dxeServices_);
@@ -109,10 +111,12 @@ void DxeCore::InstallConsole() {
     platform_.keyboard->PowerOn();
     EFI_HANDLE console = nullptr;
     HandleDatabase& handles = *platform_.handles;
-    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_INPUT_PROTOCOL>::value, platform_.keyboard->Protocol());
+    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_INPUT_PROTOCOL>::value,
+                    platform_.keyboard->Protocol());
     handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL>::value,
                     platform_.keyboard->ProtocolEx());
-    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL>::value, platform_.screen->Protocol());
+    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL>::value,
+                    platform_.screen->Protocol());
     systemTable_->ConsoleInHandle = console;
     systemTable_->ConIn = platform_.keyboard->Protocol();
     systemTable_->ConsoleOutHandle = console;
@@ -162,17 +166,16 @@ EFI_STATUS DxeCore::ProcessFirmwareVolume(const void* header, UINTN size, EFI_HA
         const auto block = platform_.arena->FindBlock(address);
         const bool readable = block && address + size <= block->address + block->size &&
                               size >= kVolumeSignatureOffset + sizeof kVolumeSignature;
-        if (!readable ||
-            std::memcmp(static_cast<const UINT8*>(header) + kVolumeSignatureOffset,
-                        kVolumeSignature, sizeof kVolumeSignature) != 0) {
+        if (!readable || std::memcmp(static_cast<const UINT8*>(header) + kVolumeSignatureOffset,
+                                     kVolumeSignature, sizeof kVolumeSignature) != 0) {
             status = EFI_VOLUME_CORRUPTED;
         }
     } else if (address != kFontVolumeAddress || !fontVolumePresent_) {
         status = EFI_VOLUME_CORRUPTED;
     }
-    platform_.trace.Record("firmware-volume", {{"address", HexNumber(address)},
-                                               {"size", size},
-                                               {"status", StatusText(status)}});
+    platform_.trace.Record(
+        "firmware-volume",
+        {{"address", HexNumber(address)}, {"size", size}, {"status", StatusText(status)}});
     if (EFI_ERROR(status)) {
         return status;
     }

@@ -1,7 +1,7 @@
 // The tables through which the driver sees the platform: the system table with its configuration
-// tables, and the boot, runtime and DXE services. The table functions check (Platform::EnterService)
-// and hand on to the part that does the work; they stand in BootServices*.cpp, RuntimeServices.cpp
-// and DxeServices.cpp, by topic.
+// tables, and the boot, runtime and DXE services. The table functions check
+// (Platform::EnterService) and hand on to the part that does the work; they stand in
+// BootServices*.cpp, RuntimeServices.cpp and DxeServices.cpp, by topic.
 #pragma once
 
 #include "sim/firmware/MemorySpace.h"

@@ -10,9 +10,9 @@ namespace sim {
 
 namespace {
 
-constexpr UINT64 kAddressPages = 64;                  // 8192 events in a boot
-constexpr std::uint64_t kTick = 1000;                 // microseconds; the finest periodic timer
-constexpr std::uint64_t kPollTime = 1000;             // microseconds that an idle poll takes
+constexpr UINT64 kAddressPages = 64;                 // 8192 events in a boot
+constexpr std::uint64_t kTick = 1000;                // microseconds; the finest periodic timer
+constexpr std::uint64_t kPollTime = 1000;            // microseconds that an idle poll takes
 constexpr std::uint64_t kMaxCallsInNoTime = 3000000; // far beyond any real loop
 constexpr std::uint64_t kSecond = 1000000;
 
@@ -113,15 +113,15 @@ EventService::Event* EventService::Find(EFI_EVENT event, const char* service) {
     }
     if (event != nullptr) {
         platform_.violations->Record(std::string(service) +
-                                     (addresses_.WasIssued(event) ? " of a closed event"
-                                                                  : " of something else than an event"));
+                                     (addresses_.WasIssued(event)
+                                          ? " of a closed event"
+                                          : " of something else than an event"));
     }
     return nullptr;
 }
 
 EFI_STATUS EventService::CreateEvent(UINT32 type, EFI_TPL notifyTpl, EFI_EVENT_NOTIFY function,
-                                     const void* context, const EFI_GUID* group,
-                                     EFI_EVENT* event) {
+                                     const void* context, const EFI_GUID* group, EFI_EVENT* event) {
     if (event == nullptr || !IsValidType(type)) {
         return EFI_INVALID_PARAMETER;
     }

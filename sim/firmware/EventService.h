@@ -110,9 +110,9 @@ private:
     AddressBlock addresses_;
     EFI_TPL tpl_ = TPL_APPLICATION;
     std::uint64_t nextSequence_ = 1;
-    std::map<EFI_EVENT, Event> events_;                               // addresses grow
+    std::map<EFI_EVENT, Event> events_;                                // addresses grow
     std::map<EFI_TPL, std::deque<EFI_EVENT>, std::greater<>> pending_; // highest level first
-    std::uint64_t keyWait_;                                           // microseconds
+    std::uint64_t keyWait_;                                            // microseconds
     std::optional<std::uint64_t> idleSince_;
     std::size_t idleTraceEvents_ = 0;
     std::uint64_t busyTime_ = 0; // the clock when busyCalls_ began to count

@@ -60,8 +60,8 @@ EFI_STATUS HandleDatabase::Install(EFI_HANDLE* handle, const EFI_GUID& protocol,
     return EFI_SUCCESS;
 }
 
-// A handle that has nothing but null interfaces is there to signal; a null interface beside real ones
-// is a mark.
+// A handle that has nothing but null interfaces is there to signal; a null interface beside real
+// ones is a mark.
 void HandleDatabase::TraceSignal(EFI_HANDLE handle, const EFI_GUID& protocol) {
     const std::vector<Interface>& all = handles_.at(handle).interfaces;
     if (std::all_of(all.begin(), all.end(),
@@ -122,11 +122,10 @@ EFI_STATUS HandleDatabase::Uninstall(EFI_HANDLE handle, const EFI_GUID& protocol
         handles_.erase(found);
     }
     generation_++;
-    const bool elsewhere =
-        std::any_of(handles_.begin(), handles_.end(), [&](const auto& other) {
-            return std::any_of(other.second.interfaces.begin(), other.second.interfaces.end(),
-                               [&](const Interface& i) { return i.interface == interface; });
-        });
+    const bool elsewhere = std::any_of(handles_.begin(), handles_.end(), [&](const auto& other) {
+        return std::any_of(other.second.interfaces.begin(), other.second.interfaces.end(),
+                           [&](const Interface& i) { return i.interface == interface; });
+    });
     if (interface != nullptr && !elsewhere) {
         uninstalled_.insert(interface);
     }

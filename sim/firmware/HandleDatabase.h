@@ -1,12 +1,12 @@
 // The handle database: handles, the protocol interfaces on them and who has opened them
 // (UEFI 2.10, section 7.3).
 //
-// Handles stand in the order of their creation, and so do the answers of all searches. A handle dies
-// with its last interface; its address is never used again.
+// Handles stand in the order of their creation, and so do the answers of all searches. A handle
+// dies with its last interface; its address is never used again.
 //
-// The methods are the services without the checks that stand in front of them when the driver calls;
-// siblings use them directly. Install, Reinstall and Uninstall run notifications and drivers: they
-// may end the boot.
+// The methods are the services without the checks that stand in front of them when the driver
+// calls; siblings use them directly. Install, Reinstall and Uninstall run notifications and
+// drivers: they may end the boot.
 //
 // A null interface that is installed on a handle without real ones is a signal to whoever waits for
 // it (a hook point); it is traced as `signal`.

@@ -1,5 +1,5 @@
-// The hand-off blocks that the phases before DXE leave: a hand-off table, the GUID extensions of the
-// machine file's "hobs", the end (PI 1.8, volume 3, section 5).
+// The hand-off blocks that the phases before DXE leave: a hand-off table, the GUID extensions of
+// the machine file's "hobs", the end (PI 1.8, volume 3, section 5).
 #pragma once
 
 #include "uefi/Base.h"

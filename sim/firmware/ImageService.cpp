@@ -61,8 +61,8 @@ EFI_STATUS ImageService::Publish(BootLocal<std::unique_ptr<Image>>& local, EFI_H
         info.ImageSize = image->pe->Size();
     }
     Image& published = *image;
-    const EFI_STATUS status = platform_.handles->Install(
-        &published.handle, gEfiLoadedImageProtocolGuid, published.info);
+    const EFI_STATUS status =
+        platform_.handles->Install(&published.handle, gEfiLoadedImageProtocolGuid, published.info);
     if (EFI_ERROR(status)) {
         return status;
     }
@@ -75,8 +75,8 @@ EFI_STATUS ImageService::Publish(BootLocal<std::unique_ptr<Image>>& local, EFI_H
 void ImageService::Remove(EFI_HANDLE handle) {
     Image* image = Find(handle);
     void* memory[] = {image->path, image->info->FilePath, image->info};
-    static_cast<void>(platform_.handles->Uninstall(
-        handle, gEfiLoadedImageDevicePathProtocolGuid, image->path));
+    static_cast<void>(
+        platform_.handles->Uninstall(handle, gEfiLoadedImageDevicePathProtocolGuid, image->path));
     static_cast<void>(
         platform_.handles->Uninstall(handle, gEfiLoadedImageProtocolGuid, image->info));
     images_.erase(handle);
@@ -162,8 +162,8 @@ EFI_STATUS ImageService::Load(bool bootPolicy, EFI_HANDLE parent, EFI_DEVICE_PAT
         EFI_DEVICE_PATH_PROTOCOL* rest = path;
         EFI_HANDLE device = nullptr;
         if (path != nullptr) {
-            static_cast<void>(platform_.handles->LocateDevicePath(gEfiDevicePathProtocolGuid,
-                                                                  &rest, &device));
+            static_cast<void>(
+                platform_.handles->LocateDevicePath(gEfiDevicePathProtocolGuid, &rest, &device));
         }
         return AddImage({static_cast<const UINT8*>(source), sourceSize}, parent, path, device,
                         *name, handle);

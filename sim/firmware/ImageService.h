@@ -36,9 +36,8 @@ public:
 
     // Reads the file that a device path names into `bytes` and tells the device that it lies on.
     // Any status but EFI_SUCCESS is LoadImage()'s answer.
-    using FileSource =
-        std::function<EFI_STATUS(EFI_DEVICE_PATH_PROTOCOL* path, bool bootPolicy,
-                                 std::vector<UINT8>& bytes, EFI_HANDLE* device)>;
+    using FileSource = std::function<EFI_STATUS(EFI_DEVICE_PATH_PROTOCOL* path, bool bootPolicy,
+                                                std::vector<UINT8>& bytes, EFI_HANDLE* device)>;
     void SetFileSource(FileSource source) { fileSource_ = std::move(source); }
 
     // The driver, linked into this program or as an image. `fileName` stands in traces. nullptr, or

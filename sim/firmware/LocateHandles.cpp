@@ -16,8 +16,7 @@ EFI_STATUS HandleDatabase::RegisterNotify(const EFI_GUID& protocol, EFI_EVENT ev
     if (key == nullptr) {
         return EFI_OUT_OF_RESOURCES;
     }
-    registrations_.emplace(
-        key, std::make_unique<Registration>(Registration{protocol, event}));
+    registrations_.emplace(key, std::make_unique<Registration>(Registration{protocol, event}));
     *registration = key;
     return EFI_SUCCESS;
 }
@@ -65,8 +64,7 @@ EFI_STATUS HandleDatabase::Locate(EFI_LOCATE_SEARCH_TYPE kind, const EFI_GUID* p
         }
         Registration* registration = FindRegistration(key);
         EFI_HANDLE handle = nullptr;
-        const Interface* next =
-            registration != nullptr ? NextNew(*registration, &handle) : nullptr;
+        const Interface* next = registration != nullptr ? NextNew(*registration, &handle) : nullptr;
         if (next != nullptr) {
             handles.push_back(handle);
             if (commit) {
@@ -110,7 +108,8 @@ EFI_STATUS HandleDatabase::LocateDevicePath(const EFI_GUID& protocol,
     if (end == nullptr) {
         return EFI_INVALID_PARAMETER;
     }
-    const auto bytes = [](const EFI_DEVICE_PATH_PROTOCOL* from, const EFI_DEVICE_PATH_PROTOCOL* to) {
+    const auto bytes = [](const EFI_DEVICE_PATH_PROTOCOL* from,
+                          const EFI_DEVICE_PATH_PROTOCOL* to) {
         return std::size_t(reinterpret_cast<const UINT8*>(to) -
                            reinterpret_cast<const UINT8*>(from));
     };
@@ -118,8 +117,8 @@ EFI_STATUS HandleDatabase::LocateDevicePath(const EFI_GUID& protocol,
     EFI_HANDLE best = nullptr;
     std::size_t bestSize = 0;
     for (const auto& [handle, record] : handles_) {
-        const auto* candidate = static_cast<const EFI_DEVICE_PATH_PROTOCOL*>(
-            Find(handle, gEfiDevicePathProtocolGuid));
+        const auto* candidate =
+            static_cast<const EFI_DEVICE_PATH_PROTOCOL*>(Find(handle, gEfiDevicePathProtocolGuid));
         if (candidate == nullptr || !Has(handle, protocol)) {
             continue;
         }

@@ -52,10 +52,9 @@ void MemoryService::PhaseEnded(std::string_view phase) {
     }
     for (const ArenaBlock& block : LiveHandleBuffers(open->since)) {
         if (reported_.insert(block.sequence).second) {
-            platform_.violations->Record("handle buffer leaked in " + std::string(phase) + ": " +
-                                         std::string(block.owner) + " at " +
-                                         HexNumber(block.address) + ", " +
-                                         std::to_string(block.size) + " bytes");
+            platform_.violations->Record(
+                "handle buffer leaked in " + std::string(phase) + ": " + std::string(block.owner) +
+                " at " + HexNumber(block.address) + ", " + std::to_string(block.size) + " bytes");
         }
     }
     phases_.erase(std::next(open).base());

@@ -1,9 +1,9 @@
-// What stands around the arena: memory that the firmware itself allocates, who owns a block, and the
-// watch over handle buffers.
+// What stands around the arena: memory that the firmware itself allocates, who owns a block, and
+// the watch over handle buffers.
 //
-// LocateHandleBuffer(), ProtocolsPerHandle() and OpenProtocolInformation() answer with pool that the
-// caller has to free. Such a buffer that was allocated within a measured phase of the boot and is
-// still there when the phase ends was forgotten: a violation.
+// LocateHandleBuffer(), ProtocolsPerHandle() and OpenProtocolInformation() answer with pool that
+// the caller has to free. Such a buffer that was allocated within a measured phase of the boot and
+// is still there when the phase ends was forgotten: a violation.
 #pragma once
 
 #include "sim/firmware/Arena.h"

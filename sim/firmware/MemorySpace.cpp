@@ -46,9 +46,10 @@ bool MemorySpace::IsInside(UINT64 base, UINT64 length) const {
 }
 
 std::size_t MemorySpace::IndexOf(UINT64 address) const {
-    const auto next = std::upper_bound(
-        map_.begin(), map_.end(), address,
-        [](UINT64 value, const EFI_GCD_MEMORY_SPACE_DESCRIPTOR& d) { return value < d.BaseAddress; });
+    const auto next = std::upper_bound(map_.begin(), map_.end(), address,
+                                       [](UINT64 value, const EFI_GCD_MEMORY_SPACE_DESCRIPTOR& d) {
+                                           return value < d.BaseAddress;
+                                       });
     return std::size_t(std::distance(map_.begin(), next)) - 1;
 }
 

@@ -49,12 +49,11 @@ bool HandleDatabase::DisconnectOpeners(EFI_HANDLE handle, const EFI_GUID& protoc
         }
         // A driver that says that it stopped but keeps the protocol open would be asked for ever.
         item = FindInterface(handle, protocol);
-        if (item != nullptr &&
-            std::any_of(item->openers.begin(), item->openers.end(),
-                        [&](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
-                            return opener.AgentHandle == agent &&
-                                   (opener.Attributes & kByDriver) != 0;
-                        })) {
+        if (item != nullptr && std::any_of(item->openers.begin(), item->openers.end(),
+                                           [&](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
+                                               return opener.AgentHandle == agent &&
+                                                      (opener.Attributes & kByDriver) != 0;
+                                           })) {
             return false;
         }
     }
@@ -67,8 +66,7 @@ EFI_STATUS HandleDatabase::CheckConflicts(EFI_HANDLE handle, const EFI_GUID& pro
     bool byDriver = false;
     for (const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener :
          FindInterface(handle, protocol)->openers) {
-        const bool sameAgent =
-            opener.AgentHandle == agent && opener.ControllerHandle == controller;
+        const bool sameAgent = opener.AgentHandle == agent && opener.ControllerHandle == controller;
         if ((attributes & kByDriver) != 0 && opener.Attributes == attributes && sameAgent) {
             return EFI_ALREADY_STARTED;
         }
@@ -77,8 +75,7 @@ EFI_STATUS HandleDatabase::CheckConflicts(EFI_HANDLE handle, const EFI_GUID& pro
         }
         byDriver = byDriver || (opener.Attributes & kByDriver) != 0;
     }
-    if (byDriver &&
-        ((attributes & kExclusive) == 0 || !DisconnectOpeners(handle, protocol))) {
+    if (byDriver && ((attributes & kExclusive) == 0 || !DisconnectOpeners(handle, protocol))) {
         return EFI_ACCESS_DENIED;
     }
     return EFI_SUCCESS;

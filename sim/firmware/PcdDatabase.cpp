@@ -20,8 +20,8 @@ struct TypeName {
     std::size_t size; // 0: as given
 };
 constexpr TypeName kTypes[] = {
-    {"u8", EFI_PCD_TYPE_8, 1},     {"u16", EFI_PCD_TYPE_16, 2},    {"u32", EFI_PCD_TYPE_32, 4},
-    {"u64", EFI_PCD_TYPE_64, 8},   {"bool", EFI_PCD_TYPE_BOOL, 1}, {"pointer", EFI_PCD_TYPE_PTR, 0},
+    {"u8", EFI_PCD_TYPE_8, 1},   {"u16", EFI_PCD_TYPE_16, 2},    {"u32", EFI_PCD_TYPE_32, 4},
+    {"u64", EFI_PCD_TYPE_64, 8}, {"bool", EFI_PCD_TYPE_BOOL, 1}, {"pointer", EFI_PCD_TYPE_PTR, 0},
 };
 
 std::size_t SizeOf(EFI_PCD_TYPE type) {

@@ -41,7 +41,7 @@ Platform* mCurrent = nullptr;
 struct Platform::Boot {
     std::unique_ptr<Fiber> fiber;
     std::unique_ptr<InstructionTrap> trap;
-    std::exception_ptr failure; // of the simulator itself, before the driver runs
+    std::exception_ptr failure;     // of the simulator itself, before the driver runs
     std::array<char, 512> detail{}; // text for End() that outlives the stack
     std::vector<std::string> missing;
     BootResult result;
@@ -81,7 +81,10 @@ Platform& Platform::Current() {
 
 Platform::Platform(const MachineDescription& machineIn, NvStore& storeIn, Trace& traceIn,
                    unsigned bootNumberIn)
-    : machine(machineIn), trace(traceIn), store(storeIn), bootNumber(bootNumberIn),
+    : machine(machineIn),
+      trace(traceIn),
+      store(storeIn),
+      bootNumber(bootNumberIn),
       boot_(std::make_unique<Boot>()) {
     if (mCurrent != nullptr) {
         throw std::logic_error("one platform at a time");
@@ -160,11 +163,10 @@ std::uint64_t Platform::LimitOf(const char* name, std::uint64_t otherwise) const
 bool Platform::IsMissing(std::string_view name, const EFI_GUID& guid) const {
     const std::string guidText = GuidText(guid);
     return std::any_of(boot_->missing.begin(), boot_->missing.end(), [&](const std::string& item) {
-        return item == name || std::equal(item.begin(), item.end(), guidText.begin(),
-                                          guidText.end(), [](char a, char b) {
-                                              return std::toupper(static_cast<unsigned char>(a)) ==
-                                                     b;
-                                          });
+        return item == name ||
+               std::equal(
+                   item.begin(), item.end(), guidText.begin(), guidText.end(),
+                   [](char a, char b) { return std::toupper(static_cast<unsigned char>(a)) == b; });
     });
 }
 

@@ -1,9 +1,9 @@
 // One power-on of the simulated server: everything that lives from reset to the end of the boot.
 //
-// The platform owns the services, the handle database, the clock, the memory and the sibling drivers
-// of one boot. It runs the driver on a stack of its own, because the driver never returns: the boot
-// ends when some service calls End(), which leaves that stack for good. Code that runs on the driver's
-// stack must therefore own no heap memory across a call that may end the boot.
+// The platform owns the services, the handle database, the clock, the memory and the sibling
+// drivers of one boot. It runs the driver on a stack of its own, because the driver never returns:
+// the boot ends when some service calls End(), which leaves that stack for good. Code that runs on
+// the driver's stack must therefore own no heap memory across a call that may end the boot.
 //
 // There is one platform at a time; C service tables reach it through Platform::Current().
 #pragma once
@@ -48,11 +48,11 @@ class Keyboard;
 class NvStore;
 
 enum class EndReason {
-    OsStarted,     // an image called ExitBootServices
+    OsStarted, // an image called ExitBootServices
     ResetWarm,
     ResetCold,
     Shutdown,
-    Halted,        // the driver stopped the processor for good, or the BDS entry was missing or returned
+    Halted, // the driver stopped the processor for good, or the BDS entry was missing or returned
     WaitingForKey, // nothing scheduled can ever wake the driver
     TimeLimit,
 };
@@ -70,16 +70,18 @@ struct DriverImage {
 
 struct BootResult {
     EndReason reason = EndReason::Halted;
-    std::string detail;                 // one sentence for people, may be empty
-    std::uint64_t time = 0;             // virtual microseconds since power-on
+    std::string detail;     // one sentence for people, may be empty
+    std::uint64_t time = 0; // virtual microseconds since power-on
     std::vector<std::string> violations;
-    std::vector<std::string> screen;    // the lines of the console screen at the end, trailing blanks cut
+    std::vector<std::string>
+        screen; // the lines of the console screen at the end, trailing blanks cut
 };
 
 class Platform {
 public:
     // Called once everything of the machine is installed and before the driver is loaded; tests
-    // install their own protocols, notifications and state changes here. Runs on the driver's stack.
+    // install their own protocols, notifications and state changes here. Runs on the driver's
+    // stack.
     using Prepare = std::function<void(Platform&)>;
 
     // Constructs every part from the description (throws MachineFileError), but starts nothing.
@@ -104,7 +106,8 @@ public:
     // Every call of a sibling protocol begins with this: records `protocol-call` unless `traced` is
     // false (services with events of their own), and answers an injected fault, named
     // "Protocol.Member".
-    std::optional<EFI_STATUS> EnterSibling(const char* protocol, const char* member, bool traced = true);
+    std::optional<EFI_STATUS> EnterSibling(const char* protocol, const char* member,
+                                           bool traced = true);
 
     // Code that is loaded is about to run: from now on its privileged instructions are carried out,
     // and a processor exception in it ends the boot.

@@ -3,7 +3,9 @@
 namespace sim {
 
 Server::Server(MachineDescription machineIn, NvStore storeIn, DriverImage driverIn, Trace& trace)
-    : machine(std::move(machineIn)), store(std::move(storeIn)), driver(std::move(driverIn)),
+    : machine(std::move(machineIn)),
+      store(std::move(storeIn)),
+      driver(std::move(driverIn)),
       trace_(trace) {}
 
 BootResult Server::PowerOn(const Platform::Prepare& prepare) {

@@ -1,5 +1,5 @@
-// A server that stands in a rack: a machine, its variable store and a driver, switched on as often as
-// one likes. The command line tool and the tests drive the platform through this.
+// A server that stands in a rack: a machine, its variable store and a driver, switched on as often
+// as one likes. The command line tool and the tests drive the platform through this.
 #pragma once
 
 #include "sim/firmware/Platform.h"

@@ -208,9 +208,9 @@ EFI_STATUS VariablePolicyEngine::Check(std::u16string_view name, const EFI_GUID&
     if (rule == nullptr) {
         return EFI_SUCCESS;
     }
-    if (!deletes && (size < rule->minSize || size > rule->maxSize ||
-                     (attributes & rule->mustHave) != rule->mustHave ||
-                     (attributes & rule->cantHave) != 0)) {
+    if (!deletes &&
+        (size < rule->minSize || size > rule->maxSize ||
+         (attributes & rule->mustHave) != rule->mustHave || (attributes & rule->cantHave) != 0)) {
         return EFI_INVALID_PARAMETER;
     }
     return IsVariableLocked(*rule, name, guid) ? EFI_WRITE_PROTECTED : EFI_SUCCESS;

@@ -21,8 +21,8 @@ namespace sim {
 // How a policy entry stands in the protocol and in a dump.
 #pragma pack(push, 1)
 struct VariablePolicyHeader {
-    UINT32 version; // kVariablePolicyVersion
-    UINT16 size;    // of the whole entry: this header, the state rule if any, the name if any
+    UINT32 version;      // kVariablePolicyVersion
+    UINT16 size;         // of the whole entry: this header, the state rule if any, the name if any
     UINT16 offsetToName; // == size: no name, the rule is for the namespace
     EFI_GUID guid;
     UINT32 minSize;

@@ -13,10 +13,10 @@ namespace sim {
 namespace {
 
 constexpr UINT32 kAccess = EFI_VARIABLE_BOOTSERVICE_ACCESS | EFI_VARIABLE_RUNTIME_ACCESS;
-constexpr UINT32 kAuthenticated = EFI_VARIABLE_TIME_BASED_AUTHENTICATED_WRITE_ACCESS |
-                                  EFI_VARIABLE_ENHANCED_AUTHENTICATED_ACCESS;
+constexpr UINT32 kAuthenticated =
+    EFI_VARIABLE_TIME_BASED_AUTHENTICATED_WRITE_ACCESS | EFI_VARIABLE_ENHANCED_AUTHENTICATED_ACCESS;
 constexpr UINT32 kKnownAttributes = 0xFF;
-constexpr std::size_t kVariableHeader = 60;        // as the store counts it
+constexpr std::size_t kVariableHeader = 60;       // as the store counts it
 constexpr std::size_t kAuthenticationHeader = 40; // the least that an authenticated write carries
 constexpr EFI_GUID kHardwareErrorGuid = {
     0x414E6BDD, 0xE47B, 0x47CC, {0xB2, 0x44, 0xBB, 0x61, 0x02, 0x0C, 0xF5, 0x16}};
@@ -78,7 +78,8 @@ VariableService::VariableService(Platform& platform)
           return found == nullptr ? std::optional<std::span<const UINT8>>()
                                   : std::span<const UINT8>(found->data);
       }),
-      platform_(platform), storeBytes_(platform.LimitOf("storeBytes", 256 * 1024)) {
+      platform_(platform),
+      storeBytes_(platform.LimitOf("storeBytes", 256 * 1024)) {
     ReadInitial();
 }
 
@@ -208,8 +209,7 @@ EFI_STATUS VariableService::Decide(Request& request) const {
     if (appends && old != nullptr) {
         request.result.data = old->data;
     }
-    request.result.data.insert(request.result.data.end(), request.data.begin(),
-                               request.data.end());
+    request.result.data.insert(request.result.data.end(), request.data.begin(), request.data.end());
     if (!request.deletes && request.result.data.size() > kMaxVariableSize) {
         return EFI_INVALID_PARAMETER;
     }

@@ -42,8 +42,7 @@ EFI_STATUS EFIAPI Watchdog::SetTimerPeriod(EFI_WATCHDOG_TIMER_ARCH_PROTOCOL* sel
                                                period != 0 ? TimerRelative : TimerCancel, period);
 }
 
-EFI_STATUS EFIAPI Watchdog::GetTimerPeriod(EFI_WATCHDOG_TIMER_ARCH_PROTOCOL* self,
-                                           UINT64* period) {
+EFI_STATUS EFIAPI Watchdog::GetTimerPeriod(EFI_WATCHDOG_TIMER_ARCH_PROTOCOL* self, UINT64* period) {
     if (period == nullptr) {
         return EFI_INVALID_PARAMETER;
     }

@@ -24,6 +24,7 @@ constexpr std::size_t kAttributesSize = 4;
 constexpr std::size_t kHeaderSize = 60; // what a variable takes besides its name and data
 // Hidden, so that nobody takes a half-written file for a variable.
 constexpr std::string_view kTemporaryPrefix = ".kelm-new-";
+constexpr char kTemporaryFile[] = ".kelm-new-variable";
 
 struct Escape {
     std::string_view code;
@@ -151,7 +152,7 @@ std::string NvStore::FileOf(std::u16string_view name, const EFI_GUID& guid) cons
 
 bool NvStore::WriteFile(const StoredVariable& variable) {
     const fs::path target = *directory_ / FileOf(variable.name, variable.guid);
-    const fs::path temporary = *directory_ / (std::string(kTemporaryPrefix) + "variable");
+    const fs::path temporary = *directory_ / kTemporaryFile;
     const std::vector<char> content = FileContent(variable);
     std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
     stream.write(content.data(), std::streamsize(content.size()));

@@ -1,6 +1,7 @@
 #include "tests/driver/DriverBoot.h"
 
 #include "core/DriverState.h"
+#include "library/cpu/CpuBackend.h"
 #include "library/firmware/Services.h"
 
 #include <fmt/format.h>
@@ -33,7 +34,9 @@ EFI_STATUS EFIAPI BodyEntry(EFI_HANDLE imageHandle, EFI_SYSTEM_TABLE* systemTabl
 
 DriverBoot::DriverBoot(std::string_view changes)
     : server(MachineWith(changes), sim::NvStore(),
-             sim::DriverImage{.nativeEntry = _ModuleEntryPoint, .peImage = {}}, trace) {}
+             sim::DriverImage{
+                 .nativeEntry = _ModuleEntryPoint, .peImage = {}, .setCpuBackend = &SetCpuBackend},
+             trace) {}
 
 void DriverBoot::AfterPhase(std::string title, std::function<void()> change) {
     changes_.emplace_back(std::move(title), std::move(change));
@@ -134,9 +137,10 @@ sim::BootResult RunInFirmware(std::string_view changes, std::function<void(sim::
                               sim::Trace* trace) {
     sim::Trace own;
     gBody = &body;
-    sim::Server server(MachineWith(changes), sim::NvStore(),
-                       sim::DriverImage{.nativeEntry = BodyEntry, .peImage = {}},
-                       trace != nullptr ? *trace : own);
+    sim::Server server(
+        MachineWith(changes), sim::NvStore(),
+        sim::DriverImage{.nativeEntry = BodyEntry, .peImage = {}, .setCpuBackend = &SetCpuBackend},
+        trace != nullptr ? *trace : own);
     return server.PowerOn();
 }
 

@@ -55,8 +55,8 @@ TEST(EarlyInit, GivesTheFirmwareItsIdentityAndCorrectChecksums) {
         EXPECT_EQ(table->FirmwareRevision, 0x02050701u);
         EXPECT_EQ(table->Hdr.HeaderSize, 120u);
         EXPECT_EQ(table->Hdr.CRC32, CrcOf(&platform.SystemTable()->Hdr, 120));
-        EFI_TABLE_HEADER& boot = table->BootServices->Hdr;
-        EXPECT_EQ(boot.CRC32, CrcOf(&boot, boot.HeaderSize));
+        EFI_TABLE_HEADER& services = table->BootServices->Hdr;
+        EXPECT_EQ(services.CRC32, CrcOf(&services, services.HeaderSize));
     });
     boot.PowerOn();
 
@@ -69,10 +69,10 @@ TEST(EarlyInit, GivesTheFirmwareItsIdentityAndCorrectChecksums) {
 }
 
 TEST(EarlyInit, InstallsTheConfigurationTablesThatHobsCarry) {
-    // The second block is too short to hold an address, the third names none.
+    // The second block is empty, the third names no table.
     DriverBoot boot(R"({"hobs": [
         {"guid": "8868E871-E4F1-11D3-BC22-0080C73C8881", "hex": "00100F0000000000"},
-        {"guid": "EB9D2D31-2D88-11D3-9A16-0090273FC14D", "hex": "0010"},
+        {"guid": "EB9D2D31-2D88-11D3-9A16-0090273FC14D", "hex": ""},
         {"guid": "F2FD1544-9794-4A2C-992E-E5BBCF20E394", "hex": "0000000000000000"},
         {"guid": "EB9D2D2F-2D88-11D3-9A16-0090273FC14D", "hex": "00200F0000000000"}]})");
     boot.AtTheEnd([](sim::Platform& platform) {
@@ -139,7 +139,11 @@ TEST(EarlyInit, WritesItsVariablesAndLocksTheReadOnlyOnes) {
         const UINT32 value = 1;
         for (const char16_t* name : {u"LangCodes", u"BootOptionSupport", u"HwErrRecSupport",
                                      u"OsIndicationsSupported", u"ReserveMemFlag"}) {
-            EXPECT_EQ(platform.variables->Set(name, &gEfiGlobalVariableGuid, 6, 4, &value),
+            const sim::StoredVariable* stored =
+                platform.variables->Find(name, gEfiGlobalVariableGuid);
+            EXPECT_EQ(platform.variables->Set(name, &gEfiGlobalVariableGuid,
+                                              stored != nullptr ? stored->attributes : 6, 4,
+                                              &value),
                       EFI_WRITE_PROTECTED);
         }
         const EFI_GUID chipset[] = {
@@ -276,11 +280,14 @@ TEST(FontVolume, IsReadThroughFlashWhereItIsNotMapped) {
     }
     EXPECT_EQ(lines, (std::vector<std::string>{
                          "LoadFontFv, This platform does not need to load FONT_FV manually.\n",
-                         "LoadFontFv, MMIO FontFv at 0x00000000FE0C0000\n"}));
+                         "LoadFontFv, MMIO FontFv at 0xFE0C0000\n"}));
 
     const std::pair<const char*, EFI_STATUS> failures[] = {
         {R"({"missing": ["KelmSpiFlashProtocol"]})", EFI_NOT_FOUND},
-        {R"({"flash": {"fontVolume": {"readStatus": "EFI_DEVICE_ERROR"}}})", EFI_DEVICE_ERROR},
+        {R"({"faults": [{"call": "KelmSpiFlashProtocol.Read", "nth": 1,
+                        "status": "EFI_DEVICE_ERROR"}]})",
+         EFI_DEVICE_ERROR},
+        {"{}", EFI_VOLUME_CORRUPTED}, // there is no volume at that address
     };
     for (const auto& [machine, expected] : failures) {
         RunInFirmware(machine, [expected = expected](sim::Platform& platform) {

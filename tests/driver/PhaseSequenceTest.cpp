@@ -17,11 +17,6 @@ namespace {
 
 constexpr char kLastBeforeConditions[] = "[BDS] Special Boot task handling";
 
-bool IsPhase(const std::string& title) {
-    return std::any_of(ExpectedPhases().begin(), ExpectedPhases().end(),
-                       [&](const ExpectedPhase& phase) { return phase.title == title; });
-}
-
 // What the trace shows, without measurements that are no phases and without lines nobody fixed.
 std::vector<Measured> Seen(const DriverBoot& boot) {
     std::vector<Measured> seen;
@@ -353,7 +348,7 @@ TEST(PhaseSequence, DropsTheOneBootMemoryRequestAndMasksTheApicTimer) {
     bool masked = false;
     for (const sim::Json& event : boot.Events("io")) {
         masked |= event.value("op", "") == "mmio-write32" &&
-                  event.value("register", std::uint64_t{0}) == 0xFEE00320 &&
+                  event.value("address", std::uint64_t{0}) == 0xFEE00320 &&
                   (event.at("value").get<std::uint64_t>() & 0x10000) != 0;
     }
     EXPECT_TRUE(masked);

@@ -2,6 +2,7 @@
 #include "strings/Strings.h"
 #include "tests/driver/DriverBoot.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 namespace kelm::test {
@@ -27,8 +28,9 @@ std::vector<std::string> Pieces(UINTN columns, const std::u16string& text) {
     return pieces;
 }
 
-std::string Repeat(std::size_t count) {
-    return std::string(count, 'x');
+// Text of one letter with something behind it.
+std::string Repeat(std::size_t count, std::string_view tail = "") {
+    return fmt::format("{:x>{}}{}", "", count, tail);
 }
 
 std::u16string Wide(const std::string& text) {
@@ -44,8 +46,8 @@ TEST(Print, WrapsAtWords) {
         std::vector<std::string> pieces;
     };
     const Row rows[] = {
-        {79, Repeat(79) + " " + "tail!", {Repeat(79) + "\r\n", "tail!"}},
-        {79, Repeat(100), {Repeat(79) + "\r\n", Repeat(21)}},
+        {79, Repeat(79, " tail!"), {Repeat(79, "\r\n"), "tail!"}},
+        {79, Repeat(100), {Repeat(79, "\r\n"), Repeat(21)}},
         {79, Repeat(79), {Repeat(79)}},
         {10, "aaaa bbbb cccc", {"aaaa bbbb\r\n", "cccc"}},
         {10, "aaaa bbbbb cc", {"aaaa bbbbb\r\n", "cc"}},
@@ -56,7 +58,7 @@ TEST(Print, WrapsAtWords) {
         {10, "\n\nx", {"\r\n", "\r\n", "x"}},
         {10, "aaaaaaaaaa\nbb", {"aaaaaaaaaa\r\n", "bb"}},
         {0, Repeat(300), {Repeat(300)}},
-        {5000, Repeat(300), {Repeat(256) + "\r\n", Repeat(44)}},
+        {5000, Repeat(300), {Repeat(256, "\r\n"), Repeat(44)}},
         {10, "", {}},
     };
     for (const Row& row : rows) {

@@ -109,8 +109,9 @@ TEST_F(AnEventService, SignalsAllMembersOfAGroup) {
         Make(EVT_NOTIFY_SIGNAL, TPL_NOTIFY, b, &kGroup);
         Make(EVT_NOTIFY_SIGNAL, TPL_NOTIFY, c);
         EFI_EVENT signaller = nullptr;
-        bs->CreateEventEx(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, [](EFI_EVENT, void*) EFIAPI {}, nullptr,
-                          &kGroup, &signaller);
+        bs->CreateEventEx(
+            EVT_NOTIFY_SIGNAL, TPL_CALLBACK, [](EFI_EVENT, void*) EFIAPI {}, nullptr, &kGroup,
+            &signaller);
         bs->SignalEvent(signaller);
         bs->CloseEvent(signaller);
         EXPECT_EQ(log, "b a ");
@@ -129,12 +130,10 @@ TEST_F(AnEventService, SignalsAllMembersOfAGroup) {
     });
     EXPECT_EQ(log, "d ");
     EXPECT_EQ(Traced("signal"),
-              (std::vector<std::string>{
-                  R"({"guid":"00000001-0002-0003-0400-000000000000"})",
-                  R"({"guid":"8BE0E274-3970-4B44-80C5-1AB9502F3BFC"})",
-                  R"({"guid":"27ABF055-B1B8-4C26-8048-748F37BAA2DF"})"}));
-    EXPECT_EQ(Traced("end"),
-              std::vector<std::string>{R"({"reason":"os-started","boot":1})"});
+              (std::vector<std::string>{R"({"guid":"00000001-0002-0003-0400-000000000000"})",
+                                        R"({"guid":"8BE0E274-3970-4B44-80C5-1AB9502F3BFC"})",
+                                        R"({"guid":"27ABF055-B1B8-4C26-8048-748F37BAA2DF"})"}));
+    EXPECT_EQ(Traced("end"), std::vector<std::string>{R"({"reason":"os-started","boot":1})"});
 }
 
 TEST_F(AnEventService, WaitsForTheFirstEventThatIsReady) {
@@ -182,8 +181,9 @@ TEST_F(AnEventService, EndsABootThatCanOnlyWaitForAKey) {
         {"waiting beside a periodic timer",
          [] {
              EFI_EVENT timer;
-             bs->CreateEvent(EVT_TIMER | EVT_NOTIFY_SIGNAL, TPL_CALLBACK,
-                             [](EFI_EVENT, void*) EFIAPI {}, nullptr, &timer);
+             bs->CreateEvent(
+                 EVT_TIMER | EVT_NOTIFY_SIGNAL, TPL_CALLBACK, [](EFI_EVENT, void*) EFIAPI {},
+                 nullptr, &timer);
              bs->SetTimer(timer, TimerPeriodic, 1000 * kMillisecond);
              UINTN index;
              bs->WaitForEvent(1, &st->ConIn->WaitForKey, &index);
@@ -197,8 +197,17 @@ TEST_F(AnEventService, EndsABootThatCanOnlyWaitForAKey) {
              }
          },
          EndReason::WaitingForKey, 20000000},
-        {"stalling", [] { for (;;) bs->Stall(UINTN(-1)); }, EndReason::TimeLimit, 60000000},
-        {"doing nothing at all", [] { for (;;) bs->RestoreTPL(bs->RaiseTPL(TPL_CALLBACK)); },
+        {"stalling",
+         [] {
+             for (;;)
+                 bs->Stall(UINTN(-1));
+         },
+         EndReason::TimeLimit, 60000000},
+        {"doing nothing at all",
+         [] {
+             for (;;)
+                 bs->RestoreTPL(bs->RaiseTPL(TPL_CALLBACK));
+         },
          EndReason::TimeLimit, 0},
     };
     Describe(R"("limits": {"keyWaitSeconds": 20, "timeSeconds": 60})");
@@ -230,8 +239,9 @@ TEST_F(AnEventService, RecordsMisuse) {
         rs->GetVariable(u"X", &gEfiEventReadyToBootGuid, nullptr, &size, nullptr);
         bs->RestoreTPL(TPL_APPLICATION);
         EFI_EVENT event = nullptr;
-        bs->CreateEvent(EVT_NOTIFY_SIGNAL, TPL_CALLBACK,
-                        [](EFI_EVENT, void*) EFIAPI { bs->RaiseTPL(TPL_NOTIFY); }, nullptr, &event);
+        bs->CreateEvent(
+            EVT_NOTIFY_SIGNAL, TPL_CALLBACK,
+            [](EFI_EVENT, void*) EFIAPI { bs->RaiseTPL(TPL_NOTIFY); }, nullptr, &event);
         bs->SignalEvent(event);
         bs->CloseEvent(event);
         EXPECT_EQ(bs->CloseEvent(event), EFI_INVALID_PARAMETER);

@@ -112,9 +112,9 @@ TEST_F(AHandleDatabase, InstallsAndUninstallsSeveralOrNone) {
             &seen, &event);
         bs->RegisterProtocolNotify(&kOne, event, &key);
         EFI_HANDLE handle = nullptr;
-        EXPECT_EQ(bs->InstallMultipleProtocolInterfaces(
-                      &handle, &gEfiDevicePathProtocolGuid, path.Start(), &kOne, &interfaces[0],
-                      &kTwo, nullptr, nullptr),
+        EXPECT_EQ(bs->InstallMultipleProtocolInterfaces(&handle, &gEfiDevicePathProtocolGuid,
+                                                        path.Start(), &kOne, &interfaces[0], &kTwo,
+                                                        nullptr, nullptr),
                   EFI_SUCCESS);
         EXPECT_EQ(seen.handle, handle);
         EXPECT_TRUE(seen.both);
@@ -135,9 +135,9 @@ TEST_F(AHandleDatabase, InstallsAndUninstallsSeveralOrNone) {
                                                           &interfaces[1], nullptr),
                   EFI_INVALID_PARAMETER);
         EXPECT_TRUE(Machine().handles->Has(handle, kOne));
-        EXPECT_EQ(bs->UninstallMultipleProtocolInterfaces(
-                      handle, &kOne, &interfaces[0], &kTwo, nullptr, &gEfiDevicePathProtocolGuid,
-                      path.Start(), nullptr),
+        EXPECT_EQ(bs->UninstallMultipleProtocolInterfaces(handle, &kOne, &interfaces[0], &kTwo,
+                                                          nullptr, &gEfiDevicePathProtocolGuid,
+                                                          path.Start(), nullptr),
                   EFI_SUCCESS);
         EXPECT_FALSE(Machine().handles->IsValid(handle)) << "a handle dies with its last interface";
         void* interface = &log;
@@ -253,7 +253,8 @@ struct TestDriver {
             handles.Close(controller, driver.protocol, self->DriverBindingHandle, children[i]);
             auto* path = handles.Find(children[i], gEfiDevicePathProtocolGuid);
             EXPECT_EQ(handles.Uninstall(children[i], kChild, &driver), EFI_SUCCESS);
-            EXPECT_EQ(handles.Uninstall(children[i], gEfiDevicePathProtocolGuid, path), EFI_SUCCESS);
+            EXPECT_EQ(handles.Uninstall(children[i], gEfiDevicePathProtocolGuid, path),
+                      EFI_SUCCESS);
         }
         if (count == 0) {
             driver.Log("-");
@@ -307,7 +308,8 @@ TEST_F(ADriverModel, ConnectsByVersionAndTakesApartAgain) {
         EXPECT_TRUE(Machine().handles->WithProtocol(kChild).empty());
         EXPECT_EQ(bs->ConnectController(&log, nullptr, nullptr, TRUE), EFI_INVALID_PARAMETER);
     });
-    const std::string traced = R"x({"path":"Pci(0x1,0x0)","recursive":false,"status":"EFI_SUCCESS"})x";
+    const std::string traced =
+        R"x({"path":"Pci(0x1,0x0)","recursive":false,"status":"EFI_SUCCESS"})x";
     EXPECT_EQ(Traced("connect").front(), traced);
     EXPECT_TRUE(violations.empty());
 }

@@ -1,5 +1,5 @@
-// A server on a test bench: the test's body stands in the place of the driver's entry, with the real
-// services under it, and the server can be switched on again with the store as it was left.
+// A server on a test bench: the test's body stands in the place of the driver's entry, with the
+// real services under it, and the server can be switched on again with the store as it was left.
 //
 // The body runs on the driver's stack: when it ends the boot, what it holds is not destroyed, so it
 // keeps containers in the test and not in its own frame.
