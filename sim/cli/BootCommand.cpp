@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
 #include <iostream>
@@ -26,6 +27,8 @@ extern "C" EFI_STATUS EFIAPI _ModuleEntryPoint(EFI_HANDLE, EFI_SYSTEM_TABLE*);
 namespace sim {
 
 namespace {
+
+constexpr std::uintmax_t kMaxDriverSize = 64 * 1024 * 1024;
 
 // A protocol that is left out must be one that would be there otherwise, or a GUID.
 void CheckMissing(const MachineDescription& machine) {
@@ -69,6 +72,23 @@ NvStore StoreOf(const BootOptions& options) {
     }
 }
 
+// Throws UsageError unless it is a regular file of a size that a driver can have.
+void CheckDriverFile(const std::string& name) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(name, error);
+    if (error) {
+        throw UsageError(fmt::format("{}: {}", name, error.message()));
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw UsageError(fmt::format("{}: not a usable driver: not a regular file", name));
+    }
+    const std::uintmax_t size = std::filesystem::file_size(name, error);
+    if (error || size > kMaxDriverSize) {
+        throw UsageError(fmt::format("{}: not a usable driver: {}", name,
+                                     error ? error.message() : "the file is longer than 64 MiB"));
+    }
+}
+
 DriverImage DriverOf(const BootOptions& options) {
     DriverImage driver;
     if (options.driver.empty()) {
@@ -76,6 +96,7 @@ DriverImage DriverOf(const BootOptions& options) {
         driver.setCpuBackend = &kelm::SetCpuBackend;
         return driver;
     }
+    CheckDriverFile(options.driver);
     errno = 0;
     std::ifstream stream(options.driver, std::ios::binary);
     driver.peImage.assign(std::istreambuf_iterator<char>(stream), {});

@@ -16,8 +16,17 @@ constexpr std::string_view kDim = "\033[2m";
 constexpr std::string_view kBold = "\033[1m";
 constexpr std::string_view kPlain = "\033[0m";
 
+constexpr std::uint64_t kAnnouncementLevel = 0x440; // boot manager, information
+constexpr std::string_view kAnnouncement = "[BDS] ";
+
 double Seconds(std::uint64_t microseconds) {
     return double(microseconds) / kMicrosecondsPerSecond;
+}
+
+// The lines by which a person follows a boot.
+bool AnnouncesPhase(const Json& event) {
+    return event["level"] == kAnnouncementLevel &&
+           event["text"].get_ref<const std::string&>().starts_with(kAnnouncement);
 }
 
 } // namespace
@@ -33,7 +42,7 @@ void BootPrinter::See(const Json& event) {
         PrintScrolled(screen);
         lines_ = screen.Lines();
     } else if (kind == "screen-clear" || kind == "screen-mode") {
-        if (!choice_.screenOnly) {
+        if (!choice_.screenOnly && !lines_.empty()) {
             PrintFrame(lines_);
         }
         lines_.clear();
@@ -60,7 +69,7 @@ void BootPrinter::End(const BootResult& result, unsigned bootNumber) {
 }
 
 void BootPrinter::SeeDebug(const Json& event) {
-    if (!choice_.log) {
+    if (!choice_.log && (choice_.screenOnly || !AnnouncesPhase(event))) {
         return;
     }
     if (logLine_.empty()) {
@@ -115,15 +124,12 @@ void BootPrinter::PrintScrolled(const Screen& screen) {
 }
 
 void BootPrinter::PrintFrame(const std::vector<std::string>& lines) {
-    if (lines.empty()) {
-        return;
-    }
     const std::string edge(kFrameWidth, '-');
-    out_ << '+' << edge << '\n';
+    out_ << '+' << edge << "+\n";
     for (const std::string& line : lines) {
         out_ << (line.empty() ? "|" : "| ") << line << '\n';
     }
-    out_ << '+' << edge << std::endl;
+    out_ << '+' << edge << '+' << std::endl;
 }
 
 } // namespace sim

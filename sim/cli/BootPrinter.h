@@ -1,5 +1,6 @@
-// What the tool prints of a boot while it runs: the screen whenever it is about to change for good
-// (cleared, scrolled, ended), splash texts, and the debug log when asked for.
+// What the tool prints of a boot while it runs: each phase as it begins, the screen whenever it is
+// about to change for good (cleared, scrolled, ended), splash texts, and the whole debug log when
+// asked for.
 #pragma once
 
 #include "sim/firmware/Platform.h"
@@ -13,7 +14,7 @@ namespace sim {
 class BootPrinter {
 public:
     struct Choice {
-        bool log = false;        // print debug lines with their time
+        bool log = false;        // print all debug lines, not only those that announce a phase
         bool screenOnly = false; // nothing but the final screen
         bool colour = false;     // the stream is a terminal that takes colours
     };

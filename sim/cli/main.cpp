@@ -23,7 +23,8 @@ constexpr const char* kBootHelp =
     R"(A MACHINE is a machine file; without one the default machine boots.
 Settings: attribute.NAME=TEXT, attribute.NAME=hex:0102, variable.NAME-GUID=0102,
 pcd.SPACE/0xTOKEN=VALUE, limits.timeSeconds=10, /json/pointer=JSON.
-Keys: F2@1500,Enter@2000 (milliseconds since power-on).)";
+Keys: F2@1500,Enter@2000 (milliseconds since power-on; a key without a time comes
+with the one before it, the first one at power-on).)";
 
 int ListProtocols() {
     std::size_t width = 0;
@@ -37,6 +38,16 @@ int ListProtocols() {
                                  fmt::join(g.Data4 + 2, g.Data4 + 8, ""));
     }
     return 0;
+}
+
+// An empty name is a mistake (of a script, say), and not the same as leaving the option out.
+void RefuseEmptyNames(const CLI::App& boot) {
+    for (const char* option : {"machine", "--nvram", "--driver", "--trace"}) {
+        const CLI::Option* given = boot.get_option(option);
+        if (given->count() > 0 && given->as<std::string>().empty()) {
+            throw sim::UsageError(std::string(option) + ": the name is empty");
+        }
+    }
 }
 
 } // namespace
@@ -79,6 +90,7 @@ int main(int argc, char** argv) {
     }
     try {
         if (*boot) {
+            RefuseEmptyNames(*boot);
             return int(sim::RunBoot(options));
         }
         if (*schema) {

@@ -130,9 +130,12 @@ EFI_STATUS DxeCore::InstallConfigurationTable(const EFI_GUID& guid, void* table)
     EFI_CONFIGURATION_TABLE* last = first + systemTable_->NumberOfTableEntries;
     EFI_CONFIGURATION_TABLE* entry =
         std::find_if(first, last, [&](const auto& old) { return old.VendorGuid == guid; });
+    const char* operation = "add";
     if (entry != last && table != nullptr) {
+        operation = "update";
         entry->VendorTable = table;
     } else if (entry != last) {
+        operation = "remove";
         std::copy(entry + 1, last, entry);
         systemTable_->NumberOfTableEntries--;
     } else if (table == nullptr) {
@@ -144,6 +147,7 @@ EFI_STATUS DxeCore::InstallConfigurationTable(const EFI_GUID& guid, void* table)
         systemTable_->NumberOfTableEntries++;
     }
     UpdateCrc(systemTable_->Hdr);
+    platform_.trace.Record("configuration-table", {{"guid", GuidText(guid)}, {"op", operation}});
     platform_.events->SignalGroup(guid, false);
     return EFI_SUCCESS;
 }
@@ -173,9 +177,8 @@ EFI_STATUS DxeCore::ProcessFirmwareVolume(const void* header, UINTN size, EFI_HA
     } else if (address != kFontVolumeAddress || !fontVolumePresent_) {
         status = EFI_VOLUME_CORRUPTED;
     }
-    platform_.trace.Record(
-        "firmware-volume",
-        {{"address", HexNumber(address)}, {"size", size}, {"status", StatusText(status)}});
+    platform_.trace.Record("firmware-volume",
+                           {{"address", address}, {"size", size}, {"status", StatusText(status)}});
     if (EFI_ERROR(status)) {
         return status;
     }

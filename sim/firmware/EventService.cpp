@@ -91,7 +91,9 @@ void EventService::RunNotification(EFI_EVENT handle) {
         event.signaled = false;
     }
     // The function may close its event.
+    notifications_++;
     event.function(handle, const_cast<void*>(event.context));
+    notifications_--;
     if (tpl_ != level) {
         platform_.violations->Record("a notification function of level " + Level(level) +
                                      " returned at level " + Level(tpl_));

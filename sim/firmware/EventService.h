@@ -43,6 +43,8 @@ public:
 
     // The current task priority.
     EFI_TPL Tpl() const { return tpl_; }
+    // Whether a notification function runs.
+    bool InNotification() const { return notifications_ != 0; }
     // Both record a violation when they are used in the wrong direction.
     EFI_TPL RaiseTpl(EFI_TPL level);
     void RestoreTpl(EFI_TPL level);
@@ -109,6 +111,7 @@ private:
     Platform& platform_;
     AddressBlock addresses_;
     EFI_TPL tpl_ = TPL_APPLICATION;
+    unsigned notifications_ = 0; // that run, one within the other
     std::uint64_t nextSequence_ = 1;
     std::map<EFI_EVENT, Event> events_;                                // addresses grow
     std::map<EFI_TPL, std::deque<EFI_EVENT>, std::greater<>> pending_; // highest level first

@@ -1,5 +1,7 @@
 #include "sim/firmware/Faults.h"
 
+#include "sim/firmware/CallNames.h"
+
 namespace sim {
 
 Faults::Faults(const MachineDescription& machine) {
@@ -12,6 +14,10 @@ Faults::Faults(const MachineDescription& machine) {
             throw MachineFileError(machine.file, place, "a fault names the call that it hits");
         }
         fault.call = item["call"].get<std::string>();
+        if (!IsCallName(fault.call)) {
+            throw MachineFileError(machine.file, place + "/call",
+                                   "there is no call \"" + fault.call + "\"");
+        }
         if (item.contains("nth")) {
             fault.nth = ReadNumber(machine, item["nth"], place + "/nth");
         }

@@ -23,7 +23,7 @@ struct Fault {
 
 class Faults {
 public:
-    // Reads "faults". Throws MachineFileError.
+    // Reads "faults". Throws MachineFileError, also for a call that does not exist.
     explicit Faults(const MachineDescription& machine);
 
     // Counts one call; returns the fault that hits it, if any. Valid until the next Add().

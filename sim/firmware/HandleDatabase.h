@@ -73,6 +73,8 @@ public:
     EFI_STATUS RegisterNotify(const EFI_GUID& protocol, EFI_EVENT event, void** registration);
     // Called when an event is closed: its registrations go too.
     void ForgetEvent(EFI_EVENT event);
+    // Whether the event is told of a protocol's installations.
+    bool IsRegistered(EFI_EVENT event) const;
     // `handles` is empty on EFI_NOT_FOUND. ByRegisterNotify answers one new handle at a time, and
     // the same one again after a search that did not `commit` to it.
     EFI_STATUS Locate(EFI_LOCATE_SEARCH_TYPE kind, const EFI_GUID* protocol, void* key,

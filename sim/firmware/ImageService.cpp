@@ -87,17 +87,18 @@ void ImageService::Remove(EFI_HANDLE handle) {
     }
 }
 
-EFI_HANDLE ImageService::AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName) {
+EFI_STATUS ImageService::AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName,
+                                   EFI_HANDLE* handle) {
     BootLocal<std::unique_ptr<Image>> image(std::make_unique<Image>());
     (*image)->entry = entry;
     (*image)->name = fileName;
-    EFI_HANDLE handle = nullptr;
-    if (EFI_ERROR(Publish(image, &handle))) {
-        return nullptr;
+    const EFI_STATUS status = Publish(image, handle);
+    if (EFI_ERROR(status)) {
+        return status;
     }
-    Find(handle)->info->ParentHandle = firmware_;
-    Trace("load", *Find(handle), EFI_SUCCESS);
-    return handle;
+    Find(*handle)->info->ParentHandle = firmware_;
+    Trace("load", *Find(*handle), EFI_SUCCESS);
+    return EFI_SUCCESS;
 }
 
 EFI_STATUS ImageService::AddPe(std::span<const UINT8> bytes, const char* fileName,
@@ -266,6 +267,12 @@ EFI_STATUS ImageService::Unload(EFI_HANDLE handle) {
     Trace("unload", *image, EFI_SUCCESS);
     Remove(handle);
     return EFI_SUCCESS;
+}
+
+const char* ImageService::RunningPe() const {
+    auto found = images_.find(running_);
+    return found != images_.end() && found->second->pe != nullptr ? found->second->name.c_str()
+                                                                  : nullptr;
 }
 
 std::string ImageService::Locate(UINT64 address) const {

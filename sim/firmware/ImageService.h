@@ -40,9 +40,9 @@ public:
                                                 std::vector<UINT8>& bytes, EFI_HANDLE* device)>;
     void SetFileSource(FileSource source) { fileSource_ = std::move(source); }
 
-    // The driver, linked into this program or as an image. `fileName` stands in traces. nullptr, or
-    // the status of the PE result, when there is no memory or the image is bad.
-    EFI_HANDLE AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName);
+    // The driver, linked into this program or as an image. `fileName` stands in traces.
+    // EFI_OUT_OF_RESOURCES, or the status of the PE result when the image is bad.
+    EFI_STATUS AddNative(EFI_IMAGE_ENTRY_POINT entry, const char* fileName, EFI_HANDLE* image);
     EFI_STATUS AddPe(std::span<const UINT8> bytes, const char* fileName, EFI_HANDLE* image);
 
     // LoadImage(), StartImage(), Exit() and UnloadImage().
@@ -54,6 +54,8 @@ public:
 
     // The image that runs now, nullptr before the driver.
     EFI_HANDLE Running() const { return running_; }
+    // Its name when it is a PE image; nullptr otherwise.
+    const char* RunningPe() const;
     // The name of the image that an address lies in, with the offset ("KelmBdsDxe+0x1234"); empty
     // when in none.
     std::string Locate(UINT64 address) const;

@@ -3,6 +3,7 @@
 #include "sim/firmware/HandleDatabase.h"
 #include "sim/firmware/Platform.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace sim {
@@ -23,6 +24,11 @@ EFI_STATUS HandleDatabase::RegisterNotify(const EFI_GUID& protocol, EFI_EVENT ev
 
 void HandleDatabase::ForgetEvent(EFI_EVENT event) {
     std::erase_if(registrations_, [&](const auto& item) { return item.second->event == event; });
+}
+
+bool HandleDatabase::IsRegistered(EFI_EVENT event) const {
+    return std::any_of(registrations_.begin(), registrations_.end(),
+                       [&](const auto& item) { return item.second->event == event; });
 }
 
 HandleDatabase::Registration* HandleDatabase::FindRegistration(void* key) {

@@ -51,13 +51,25 @@ void MemoryService::PhaseEnded(std::string_view phase) {
         return;
     }
     for (const ArenaBlock& block : LiveHandleBuffers(open->since)) {
-        if (reported_.insert(block.sequence).second) {
-            platform_.violations->Record(
-                "handle buffer leaked in " + std::string(phase) + ": " + std::string(block.owner) +
-                " at " + HexNumber(block.address) + ", " + std::to_string(block.size) + " bytes");
-        }
+        Report(block, " in " + std::string(phase));
     }
     phases_.erase(std::next(open).base());
+}
+
+void MemoryService::ReportHandleBuffers(UINT64 untilSequence) {
+    for (const ArenaBlock& block : LiveHandleBuffers()) {
+        if (block.sequence < untilSequence) {
+            Report(block, "");
+        }
+    }
+}
+
+void MemoryService::Report(const ArenaBlock& block, const std::string& where) {
+    if (reported_.insert(block.sequence).second) {
+        platform_.violations->Record("handle buffer leaked" + where + ": " +
+                                     std::string(block.owner) + " at " + HexNumber(block.address) +
+                                     ", " + std::to_string(block.size) + " bytes");
+    }
 }
 
 std::vector<ArenaBlock> MemoryService::Live(ArenaOwner owner, UINT64 sinceSequence) const {

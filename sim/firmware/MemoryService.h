@@ -41,10 +41,13 @@ public:
         return static_cast<T*>(Copy(&zero, sizeof zero, kOwnerFirmware));
     }
 
-    // A measured phase begins or ends; the performance sibling calls these for each measurement.
-    // Phases may nest and overlap; an end without a beginning does nothing.
+    // A measured phase begins or ends (PhaseWatch.h). Phases may nest and overlap; an end without a
+    // beginning does nothing.
     void PhaseStarted(std::string_view phase);
     void PhaseEnded(std::string_view phase);
+    // Records the live handle buffers from before `untilSequence` (Arena::NextSequence()) that no
+    // phase has told of.
+    void ReportHandleBuffers(UINT64 untilSequence);
 
     // Live blocks of one owner, oldest first, from `sinceSequence` on (Arena::NextSequence()).
     std::vector<ArenaBlock> Live(ArenaOwner owner, UINT64 sinceSequence = 0) const;
@@ -57,9 +60,12 @@ private:
         UINT64 since; // arena sequence
     };
 
+    // Records a buffer, once; `where` is put behind "leaked".
+    void Report(const ArenaBlock& block, const std::string& where);
+
     Platform& platform_;
     std::vector<Phase> phases_; // open ones
-    std::set<UINT64> reported_; // sequences of buffers that an inner phase has told of
+    std::set<UINT64> reported_; // sequences of buffers that a violation has told of
 };
 
 } // namespace sim

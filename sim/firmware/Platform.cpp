@@ -10,6 +10,7 @@
 #include "sim/firmware/InstructionTrap.h"
 #include "sim/firmware/Keyboard.h"
 #include "sim/firmware/PcdDatabase.h"
+#include "sim/firmware/PhaseWatch.h"
 #include "sim/firmware/Screen.h"
 #include "sim/firmware/TraceText.h"
 #include "sim/firmware/VariableService.h"
@@ -25,6 +26,12 @@
 #include <exception>
 #include <stdexcept>
 
+#include <dlfcn.h>
+
+// The linker's: where this program's own code begins and ends.
+extern "C" const char __executable_start;
+extern "C" const char etext;
+
 namespace sim {
 
 namespace {
@@ -34,6 +41,17 @@ constexpr std::size_t kStackSize = 4u << 20; // sanitized code needs far more th
 constexpr std::uint64_t kSecond = 1000000;
 
 Platform* mCurrent = nullptr;
+
+bool IsOwnCode(UINT64 address) {
+    return address >= reinterpret_cast<UINT64>(&__executable_start) &&
+           address < reinterpret_cast<UINT64>(&etext);
+}
+
+// Code of a library that this program uses, for instance a copy on behalf of a service.
+bool IsLibraryCode(UINT64 address) {
+    Dl_info info;
+    return dladdr(reinterpret_cast<const void*>(address), &info) != 0;
+}
 
 } // namespace
 
@@ -46,6 +64,8 @@ struct Platform::Boot {
     std::vector<std::string> missing;
     BootResult result;
     bool ended = false;
+    bool driverIsPe = false;
+    bool faulted = false; // a processor exception is being told
 };
 
 std::string_view EndReasonText(EndReason reason) {
@@ -105,6 +125,7 @@ Platform::Platform(const MachineDescription& machineIn, NvStore& storeIn, Trace&
         memory = std::make_unique<MemoryService>(*this);
         events = std::make_unique<EventService>(*this);
         handles = std::make_unique<HandleDatabase>(*this);
+        phases = std::make_unique<PhaseWatch>(*this);
         drivers = std::make_unique<DriverModel>(*this);
         images = std::make_unique<ImageService>(*this);
         variables = std::make_unique<VariableService>(*this);
@@ -227,13 +248,14 @@ void Platform::RunDriver(const DriverImage& driver) {
     EFI_HANDLE image = nullptr;
     EFI_STATUS status = EFI_SUCCESS;
     if (driver.nativeEntry != nullptr) {
-        image = images->AddNative(driver.nativeEntry, kDriverName);
+        status = images->AddNative(driver.nativeEntry, kDriverName, &image);
     } else {
+        boot_->driverIsPe = true;
         status = images->AddPe(driver.peImage, kDriverName, &image);
     }
     char* detail = boot_->detail.data();
     const std::size_t room = boot_->detail.size();
-    if (EFI_ERROR(status) || image == nullptr) {
+    if (EFI_ERROR(status)) {
         std::snprintf(detail, room, "the driver could not be loaded: %s",
                       StatusText(status).c_str());
         End(EndReason::Halted, detail);
@@ -256,20 +278,50 @@ void Platform::RunsImages() {
         return;
     }
     boot_->trap = std::make_unique<InstructionTrap>(*cpu, [this](const CpuFault& fault) {
-        char* detail = boot_->detail.data();
-        {
-            const std::string where = images->Locate(fault.ip);
-            if (where.empty() && !fault.stackOverflow) {
-                return false; // our own fault: a debugger or sanitizer shall see it
-            }
-            std::snprintf(detail, boot_->detail.size(), "%s in %s",
-                          fault.stackOverflow ? "stack overflow" : "processor exception",
-                          where.c_str());
-            violations->Record(detail);
+        // A second one while the first is told is our own.
+        if (boot_->ended || boot_->faulted || !Describe(fault)) {
+            return false;
         }
-        End(EndReason::Halted, detail);
+        boot_->faulted = true;
+        violations->Record(boot_->detail.data());
+        End(EndReason::Halted, boot_->detail.data());
     });
     boot_->trap->Arm();
+}
+
+// Writes what happened into the boot's detail. False when it is our own fault, which a debugger or
+// sanitizer shall see.
+bool Platform::Describe(const CpuFault& fault) {
+    char* detail = boot_->detail.data();
+    const std::size_t room = boot_->detail.size();
+    const std::string where = images->Locate(fault.ip);
+    if (fault.stackOverflow || !where.empty()) {
+        std::snprintf(detail, room, "%s in %s",
+                      fault.stackOverflow ? "stack overflow" : "processor exception",
+                      where.c_str());
+        return true;
+    }
+    const char* culprit = images->RunningPe();
+    if (culprit == nullptr && boot_->driverIsPe) {
+        culprit = kDriverName;
+    }
+    if (culprit == nullptr) {
+        return false;
+    }
+    if (IsOwnCode(fault.ip)) {
+        std::fprintf(stderr, "processor exception in the server's own code while %s runs\n",
+                     culprit);
+        return false;
+    }
+    if (IsLibraryCode(fault.ip)) {
+        // The place is the host's; what was touched is the image's.
+        std::snprintf(detail, room, "processor exception in a service that %s called, at %s",
+                      culprit, HexNumber(fault.address).c_str());
+    } else {
+        std::snprintf(detail, room, "processor exception outside any image, at %s, from %s",
+                      HexNumber(fault.ip).c_str(), culprit);
+    }
+    return true;
 }
 
 void Platform::End(EndReason reason, const char* detail) {
@@ -281,6 +333,7 @@ void Platform::End(EndReason reason, const char* detail) {
     boot.result.reason = reason;
     boot.result.detail = detail;
     static_cast<void>(arena->CheckAll());
+    phases->BootEnded(reason);
     trace.Record("end", {{"reason", EndReasonText(reason)}, {"boot", bootNumber}});
     boot.fiber->Leave();
 }

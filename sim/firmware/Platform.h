@@ -35,6 +35,7 @@ namespace sim {
 class Clock;
 class Violations;
 class Faults;
+class PhaseWatch;
 class DriverModel;
 class ImageService;
 class VariableService;
@@ -46,6 +47,7 @@ class Sibling;
 class Screen;
 class Keyboard;
 class NvStore;
+struct CpuFault;
 
 enum class EndReason {
     OsStarted, // an image called ExitBootServices
@@ -110,7 +112,8 @@ public:
                                            bool traced = true);
 
     // Code that is loaded is about to run: from now on its privileged instructions are carried out,
-    // and a processor exception in it ends the boot.
+    // and a processor exception in it, or in a place that it should not have jumped to, ends the
+    // boot.
     void RunsImages();
 
     // A number of the machine file's "limits", or `otherwise`.
@@ -140,6 +143,7 @@ public:
     std::unique_ptr<MemoryService> memory;
     std::unique_ptr<EventService> events;
     std::unique_ptr<HandleDatabase> handles;
+    std::unique_ptr<PhaseWatch> phases;
     std::unique_ptr<DriverModel> drivers;
     std::unique_ptr<ImageService> images;
     std::unique_ptr<VariableService> variables;
@@ -163,6 +167,7 @@ private:
     void PowerOn(const Prepare& prepare);
     [[noreturn]] void RunDriver(const DriverImage& driver);
     [[noreturn]] void LosePower(const char* call);
+    bool Describe(const CpuFault& fault);
     std::optional<EFI_STATUS> Inject(const char* call);
 
     std::unique_ptr<Boot> boot_;

@@ -1,6 +1,7 @@
 // What only a merged machine can show.
 
 #include "sim/machine/MachineSchema.h"
+#include "uefi/RuntimeServices.h"
 
 #include <fmt/format.h>
 
@@ -13,8 +14,25 @@ namespace {
     throw MachineFileError(machine.file, place, reason);
 }
 
+// The attributes that SetVariable() could have made the variable with.
+void CheckAttributes(const MachineDescription& machine, const Json& value,
+                     const std::string& place) {
+    constexpr std::uint64_t kKnown = 0xEF; // without the retired counter-based authentication
+    const std::uint64_t attributes = ReadNumber(machine, value, place);
+    if ((attributes & ~kKnown) != 0) {
+        Fail(machine, place,
+             fmt::format("the bits 0x{:X} are not supported", attributes & ~kKnown));
+    }
+    if ((attributes & EFI_VARIABLE_BOOTSERVICE_ACCESS) == 0) {
+        Fail(machine, place, "a variable needs boot services access (0x2)");
+    }
+}
+
 void CheckVariable(const MachineDescription& machine, const Json& variable,
                    const std::string& place) {
+    if (variable.contains("attributes")) {
+        CheckAttributes(machine, variable["attributes"], place + "/attributes");
+    }
     std::string found;
     for (const char* form : {"hex", "text", "u8", "u16", "u32", "u64"}) {
         if (!variable.contains(form)) {
@@ -69,6 +87,9 @@ void CheckDevice(const MachineDescription& machine, const Json& device, const st
         if (!device.contains(key)) {
             Fail(machine, place, fmt::format("the key \"{}\" is missing", key));
         }
+    }
+    if (device["path"] == "") {
+        Fail(machine, place + "/path", "the device path is empty");
     }
 }
 

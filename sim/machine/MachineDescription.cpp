@@ -27,12 +27,53 @@ const std::string& TextOf(const MachineDescription& machine, const Json& value,
     return value.get_ref<const std::string&>();
 }
 
+constexpr std::size_t kUnlimited = ~std::size_t{0};
+
+// Each step by itself, so that the steps behind a long one can be seen.
+std::string ShownPlace(std::string_view place) {
+    std::string shown;
+    for (;;) {
+        const std::size_t slash = place.find('/');
+        shown += Excerpt(place.substr(0, slash));
+        if (slash == std::string_view::npos) {
+            return shown;
+        }
+        shown += '/';
+        place.remove_prefix(slash + 1);
+    }
+}
+
+std::string ErrorText(std::string_view file, std::string_view place, std::string_view reason) {
+    const std::string where = Excerpt(file, kUnlimited);
+    const std::string why = Excerpt(reason, kUnlimited);
+    return place.empty() ? fmt::format("{}: {}", where, why)
+                         : fmt::format("{}: {}: {}", where, ShownPlace(place), why);
+}
+
 } // namespace
 
 MachineFileError::MachineFileError(std::string_view file, std::string_view place,
                                    std::string_view reason)
-    : std::runtime_error(place.empty() ? fmt::format("{}: {}", file, reason)
-                                       : fmt::format("{}: {}: {}", file, place, reason)) {}
+    : std::runtime_error(ErrorText(file, place, reason)) {}
+
+std::string Excerpt(std::string_view utf8, std::size_t most) {
+    std::string shown;
+    for (std::size_t characters = 0; !utf8.empty(); characters++) {
+        if (characters == most) {
+            return shown + "...";
+        }
+        const std::string_view rest = utf8;
+        const auto character = utf8::Next(utf8);
+        if (!character) {
+            utf8::Append(shown, kReplacement);
+        } else if (*character < 0x20 || (*character >= 0x7F && *character < 0xA0)) {
+            shown += fmt::format("\\u{:04X}", unsigned(*character));
+        } else {
+            shown += rest.substr(0, rest.size() - utf8.size());
+        }
+    }
+    return shown;
+}
 
 const Json& MachineDescription::At(std::string_view pointer) const {
     static const Json null;
@@ -61,7 +102,7 @@ EFI_GUID ReadGuid(const MachineDescription& machine, const Json& value, std::str
         return *guid;
     }
     Fail(machine, place,
-         fmt::format("\"{}\" is not a GUID (XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX)", text));
+         fmt::format("\"{}\" is not a GUID (XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX)", Excerpt(text)));
 }
 
 std::vector<std::uint8_t> ReadHex(const MachineDescription& machine, const Json& value,
@@ -117,8 +158,8 @@ std::vector<std::uint8_t> ReadDevicePath(const MachineDescription& machine, cons
             Fail(machine, place,
                  fmt::format("device path text goes wrong at character {}: \"{}\"",
                              parse.errorPosition + 1,
-                             ToUtf8(std::u16string_view(text).substr(
-                                 std::min(parse.errorPosition, text.size())))));
+                             Excerpt(ToUtf8(std::u16string_view(text).substr(
+                                 std::min(parse.errorPosition, text.size()))))));
         }
         path.resize(parse.size);
     }
@@ -131,7 +172,7 @@ EFI_STATUS ReadStatus(const MachineDescription& machine, const Json& value,
         if (const auto status = kelm::StatusFromName(text)) {
             return *status;
         }
-        Fail(machine, place, fmt::format("there is no status \"{}\"", text));
+        Fail(machine, place, fmt::format("there is no status \"{}\"", Excerpt(text)));
     }
     return ReadNumber(machine, value, place);
 }

@@ -20,7 +20,8 @@
 namespace sim {
 
 // A machine file that cannot be used: bad JSON, unknown key, wrong type, bad GUID, hexadecimal or
-// device path text. what() is "FILE: PLACE: REASON".
+// device path text. what() is "FILE: PLACE: REASON" in one line: control characters are escaped,
+// and the steps of a place clipped as Excerpt() does it.
 class MachineFileError : public std::runtime_error {
 public:
     MachineFileError(std::string_view file, std::string_view place, std::string_view reason);
@@ -56,6 +57,10 @@ std::vector<std::uint8_t> ReadDevicePath(const MachineDescription& machine, cons
                                          std::string_view place);
 EFI_STATUS ReadStatus(const MachineDescription& machine, const Json& value,
                       std::string_view place); // "EFI_NOT_FOUND" or a number
+
+// A text from a file as an error shows it: at most `most` characters, "..." when there are more,
+// and control characters as \u0000.
+std::string Excerpt(std::string_view utf8, std::size_t most = 80);
 
 std::u16string ToUcs2(std::string_view utf8);
 std::string ToUtf8(std::u16string_view ucs2);

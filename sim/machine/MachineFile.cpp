@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 constexpr std::string_view kDefaultName = "default";
 constexpr std::string_view kEmptyName = "empty";
 constexpr std::size_t kDeepestNesting = 32;
+constexpr std::size_t kMostOfReason = 200; // characters of a syntax error, which quotes the text
 
 // Where byte `offset` of a text stands, counted from 1.
 std::string LineAndColumn(std::string_view text, std::size_t offset) {
@@ -70,7 +71,7 @@ Json ParseText(std::string_view text, const std::string& file) {
             reason = reason.substr(colon + 2);
         }
         throw MachineFileError(file, LineAndColumn(text, error.byte == 0 ? 0 : error.byte - 1),
-                               reason);
+                               Excerpt(reason, kMostOfReason));
     }
 }
 
@@ -80,20 +81,28 @@ Json ParseFile(std::string_view text, const std::string& file) {
     return root;
 }
 
-std::string ReadFile(const fs::path& path, const std::string& file) {
+// The text of a file. `extender` is the file that extends it, empty when the user named it: whoever
+// names a file that cannot be read is told.
+std::string ReadFile(const fs::path& path, const std::string& file, const std::string& extender) {
+    const auto fail = [&](const std::string& reason) {
+        if (extender.empty()) {
+            throw MachineFileError(file, "", reason);
+        }
+        throw MachineFileError(extender, "/extends", fmt::format("{}: {}", file, reason));
+    };
     std::error_code error;
     if (fs::is_directory(path, error)) {
-        throw MachineFileError(file, "", "is a directory, not a machine file");
+        fail("is a directory, not a machine file");
     }
     errno = 0;
     std::ifstream stream(path, std::ios::binary);
     std::ostringstream text;
     if (!stream) {
-        throw MachineFileError(file, "", std::strerror(errno));
+        fail(std::strerror(errno));
     }
     text << stream.rdbuf(); // an empty file is bad JSON, not an error of reading
     if (stream.bad()) {
-        throw MachineFileError(file, "", "cannot be read");
+        fail("cannot be read");
     }
     return text.str();
 }
@@ -109,7 +118,8 @@ const Json& BuiltInMachine() {
     return machine;
 }
 
-Json LoadByName(const std::string& name, const fs::path& folder, std::vector<fs::path>& chain);
+Json LoadByName(const std::string& name, const fs::path& folder, const std::string& extender,
+                std::vector<fs::path>& chain);
 
 // `root` over the machine that it extends. `folder` is where relative names begin; `chain` holds
 // the files that lead here.
@@ -126,13 +136,14 @@ Json Extended(Json root, const std::string& file, const fs::path* folder,
             throw MachineFileError(file, "/extends",
                                    "a machine that is not a file extends \"default\" or \"empty\"");
         }
-        merged = LoadByName(base, *folder, chain);
+        merged = LoadByName(base, *folder, file, chain);
     }
     merged.merge_patch(root);
     return merged;
 }
 
-Json LoadByName(const std::string& name, const fs::path& folder, std::vector<fs::path>& chain) {
+Json LoadByName(const std::string& name, const fs::path& folder, const std::string& extender,
+                std::vector<fs::path>& chain) {
     const fs::path path = folder / name; // an absolute name stands for itself
     const std::string file = chain.empty() ? name : path.lexically_normal().string();
     std::error_code error;
@@ -142,7 +153,7 @@ Json LoadByName(const std::string& name, const fs::path& folder, std::vector<fs:
     }
     chain.push_back(identity);
     const fs::path next = path.parent_path();
-    return Extended(ParseFile(ReadFile(path, file), file), file, &next, chain);
+    return Extended(ParseFile(ReadFile(path, file, extender), file), file, &next, chain);
 }
 
 } // namespace
@@ -153,7 +164,7 @@ MachineDescription LoadMachine(const std::string& name) {
     std::vector<fs::path> chain;
     machine.root = machine.file == kDefaultName
                        ? Extended(Json::object(), machine.file, nullptr, chain)
-                       : LoadByName(machine.file, fs::path(), chain);
+                       : LoadByName(machine.file, fs::path(), "", chain);
     CheckMachine(machine);
     return machine;
 }

@@ -11,7 +11,7 @@ namespace sim {
 
 namespace {
 
-// GUIDs in upper case, numbers in upper case without leading zeros.
+// GUIDs in upper case, numbers in upper case without leading zeros; slots are decimal.
 std::string CanonicalKey(std::string_view section, std::string key) {
     const auto upper = [&](std::size_t from, std::size_t to) {
         std::transform(key.begin() + std::ptrdiff_t(from), key.begin() + std::ptrdiff_t(to),
@@ -24,6 +24,8 @@ std::string CanonicalKey(std::string_view section, std::string key) {
         upper(0, kGuidLength);
         const auto token = kelm::ParseHex(std::string_view(key).substr(kGuidLength + 1));
         key = fmt::format("{}/0x{:X}", key.substr(0, kGuidLength), token.value_or(0));
+    } else if (section == "policies") {
+        key.erase(0, std::min(key.find_first_not_of('0'), key.size() - 1));
     } else {
         const auto number = kelm::ParseHex(std::string_view(key));
         key = fmt::format("0x{:X}", number.value_or(0));
@@ -45,7 +47,7 @@ void MakeKeysCanonical(const std::string& file, Json& root) {
         }
         members = std::move(renamed);
     };
-    for (const char* name : {"variables", "pcds"}) {
+    for (const char* name : {"variables", "pcds", "policies"}) {
         if (root.contains(name) && root[name].is_object()) {
             section(name, root[name], std::string("/") + name);
         }

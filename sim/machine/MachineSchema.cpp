@@ -15,6 +15,8 @@ namespace sim {
 
 namespace {
 
+constexpr std::size_t kMostOfReason = 200; // characters of a reason that is not ours
+
 using Context = std::vector<std::string>; // keys and indices on the way to a place
 
 const Json& SchemaText() {
@@ -65,13 +67,7 @@ std::string Description(const Json& schema) {
 }
 
 std::string Shown(const Json& value) {
-    constexpr std::size_t kMostCharacters = 80;
-    std::string text = TraceLine(value);
-    if (text.size() > kMostCharacters) {
-        text.resize(kMostCharacters);
-        text += "...";
-    }
-    return text;
+    return Excerpt(TraceLine(value));
 }
 
 // Walks a file together with the schema and looks at what the schema language cannot say: names of
@@ -189,7 +185,7 @@ std::string Reason(const Json* schema, const Json& value, const std::string& des
         return fmt::format("the key \"{}\" is missing",
                            description.substr(start, description.find('\'', start) - start));
     }
-    return description;
+    return Excerpt(description, kMostOfReason);
 }
 
 // Undoes the validator's notation: "<root>", "[\"key\"]", "[3]".

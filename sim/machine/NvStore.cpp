@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kAttributesSize = 4;
+constexpr std::uintmax_t kMaxFileSize = 1024 * 1024;
 constexpr std::size_t kHeaderSize = 60; // what a variable takes besides its name and data
 // Hidden, so that nobody takes a half-written file for a variable.
 constexpr std::string_view kTemporaryPrefix = ".kelm-new-";
@@ -83,7 +84,8 @@ void NvStore::Load() {
         if (name.starts_with(kTemporaryPrefix)) {
             std::error_code ignored; // left over from a tool that died; harmless if it stays
             fs::remove(entry->path(), ignored);
-        } else if (!name.starts_with('.') && !entry->is_directory(error)) {
+        } else if (!name.starts_with('.') &&
+                   (!entry->is_directory(error) || ParseVariableFileName(name))) {
             names.push_back(std::move(name));
         }
         error.clear();
@@ -104,7 +106,17 @@ void NvStore::Load() {
             ignore("the name is not Name-GUID");
             continue;
         }
-        std::ifstream stream(*directory_ / name, std::ios::binary);
+        // Looked at before it is opened: opening a pipe would wait for its other end.
+        const fs::path path = *directory_ / name;
+        if (!fs::is_regular_file(path, error)) {
+            ignore("not a regular file");
+            continue;
+        }
+        if (const std::uintmax_t size = fs::file_size(path, error); error || size > kMaxFileSize) {
+            ignore(error ? "cannot be read" : "longer than 1 MiB");
+            continue;
+        }
+        std::ifstream stream(path, std::ios::binary);
         const std::vector<char> content{std::istreambuf_iterator<char>(stream), {}};
         if (!stream || stream.bad()) {
             ignore("cannot be read");

@@ -6,9 +6,11 @@
 // copied from a real machine can be booted.
 //
 // Only variables with the non-volatile attribute are kept; a file whose attributes lack it (a
-// copied BootCurrent, say) is passed over in silence. Files that are shorter than four bytes or are
-// not named "Name-GUID" are reported once on the diagnostics stream, left as they are, and ignored;
-// sub-directories and hidden files likewise, without a report.
+// copied BootCurrent, say) is passed over in silence. What cannot be a variable is ignored and
+// reported once on the diagnostics stream: a file that is shorter than four bytes, longer than one
+// mebibyte or not named "Name-GUID", and anything of such a name that is neither a regular file nor
+// a link to one. Other sub-directories and hidden files are ignored without a report. All of these
+// stay as they are until a variable of that name is written.
 //
 // File names are the variable's name unit by unit in UTF-8. What a file name cannot carry is
 // escaped:

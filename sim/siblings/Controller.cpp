@@ -1,8 +1,10 @@
 #include "sim/siblings/Controller.h"
 
 #include "sim/firmware/Clock.h"
+#include "sim/firmware/VariableService.h"
 #include "sim/siblings/IpmiTransport.h"
 #include "sim/siblings/MachineReader.h"
+#include "uefi/RuntimeServices.h"
 
 #include <algorithm>
 
@@ -11,6 +13,14 @@ namespace sim {
 namespace {
 
 constexpr std::uint64_t kDefaultSmaPort = 0xCA8;
+
+// There when the secure-boot task of the machine file has been carried out.
+constexpr char16_t kTaskDoneName[] = u"KelmSecureBootTaskDone";
+// {B1E47D92-3C58-4F06-8A6D-52C9E07F1B34}
+constexpr EFI_GUID kTaskDoneGuid = {
+    0xb1e47d92, 0x3c58, 0x4f06, {0x8a, 0x6d, 0x52, 0xc9, 0xe0, 0x7f, 0x1b, 0x34}};
+constexpr std::uint32_t kTaskDoneAttributes =
+    EFI_VARIABLE_NON_VOLATILE | EFI_VARIABLE_BOOTSERVICE_ACCESS;
 
 } // namespace
 
@@ -28,6 +38,8 @@ Controller::Controller(Platform& owner)
     info_.protocol.SmaInterfacePort =
         UINT16(NumberAt(owner.machine, "/controller/info/ioPort", kDefaultSmaPort, 0xFFFF));
     info_.protocol.F10Hidden = FlagAt(owner.machine, "/controller/info/f10Hidden", false);
+    secureBootTaskPending = FlagAt(owner.machine, "/controller/secureBootPending", false) &&
+                            owner.variables->Find(kTaskDoneName, kTaskDoneGuid) == nullptr;
 }
 
 void Controller::Install() {
@@ -52,7 +64,8 @@ void Controller::Install() {
     secureBoot_
         .Serve<"GetPendingTask", &Controller::GetPendingSecureBootTask>(
             &NimborSecureBootMgmtProtocol::GetPendingTask)
-        .Serve<"ProcessTask">(&NimborSecureBootMgmtProtocol::ProcessTask);
+        .Serve<"ProcessTask", &Controller::ProcessSecureBootTask>(
+            &NimborSecureBootMgmtProtocol::ProcessTask);
 
     InstallTable(initialize_);
     InstallTable(installIpmi_);
@@ -86,6 +99,16 @@ EFI_STATUS Controller::GetBootStatus(KelmIpmiTransportProtocol*, UINT8* status) 
 
 BOOLEAN Controller::GetPendingSecureBootTask() {
     return secureBootTaskPending;
+}
+
+EFI_STATUS Controller::ProcessSecureBootTask(BOOLEAN pending) {
+    if (pending == FALSE) {
+        return EFI_SUCCESS;
+    }
+    secureBootTaskPending = false;
+    constexpr UINT8 done = 1;
+    return platform.variables->Write(kTaskDoneName, kTaskDoneGuid, kTaskDoneAttributes, &done,
+                                     sizeof(done));
 }
 
 SmaJobs::SmaJobs(Platform& owner)

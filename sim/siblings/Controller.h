@@ -20,7 +20,9 @@ namespace sim {
 
 class Controller final : public Sibling {
 public:
-    // Reads "controller"; throws MachineFileError.
+    // Reads "controller"; throws MachineFileError. A secure-boot task that an earlier power-on with
+    // this store carried out does not wait again: that is kept in the non-volatile variable
+    // KelmSecureBootTaskDone.
     explicit Controller(Platform& owner);
     void Install() override;
 
@@ -32,6 +34,7 @@ private:
     EFI_STATUS InstallIpmi();
     EFI_STATUS GetBootStatus(KelmIpmiTransportProtocol* transport, UINT8* status);
     BOOLEAN GetPendingSecureBootTask();
+    EFI_STATUS ProcessSecureBootTask(BOOLEAN pending);
 
     std::uint64_t latency_;
     EFI_STATUS initializeStatus_;

@@ -1,6 +1,7 @@
 #include "sim/siblings/Reporting.h"
 
 #include "sim/firmware/Clock.h"
+#include "sim/firmware/PhaseWatch.h"
 #include "sim/firmware/Violations.h"
 #include "sim/siblings/MachineReader.h"
 
@@ -85,6 +86,7 @@ EFI_STATUS Performance::Start(EFI_HANDLE handle, const CHAR8* token, const CHAR8
     measurements_.push_back(
         {handle, PlainText(token), PlainText(module), Time(timeStamp), std::nullopt});
     TraceEdge("start", measurements_.back());
+    platform.phases->Started(measurements_.back().token);
     return EFI_SUCCESS;
 }
 
@@ -106,6 +108,7 @@ EFI_STATUS Performance::End(EFI_HANDLE handle, const CHAR8* token, const CHAR8* 
     }
     open->end = Time(timeStamp);
     TraceEdge("end", *open);
+    platform.phases->Ended(tokenText);
     return EFI_SUCCESS;
 }
 

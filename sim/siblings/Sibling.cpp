@@ -35,6 +35,8 @@ std::optional<EFI_STATUS> CallBook::Enter(const char* protocol, const char* memb
         auto table = tables_.find(std::string_view(protocol));
         if (self != nullptr && (table == tables_.end() || table->second != self)) {
             platform.violations->Record(call + " called with a wrong This");
+        } else if (self != nullptr && platform.handles->WasUninstalled(self)) {
+            platform.violations->Record(call + " called after it was uninstalled");
         }
     }
     return platform.EnterSibling(protocol, member, traced);

@@ -28,6 +28,8 @@ public:
 
     // Runs when the measurement `title` ends, with the driver's own state within reach.
     void AfterPhase(std::string title, std::function<void()> change);
+    // Drops what AfterPhase asked for, before another power-on.
+    void ForgetChanges() { changes_.clear(); }
     // Runs once everything is installed and before the driver is loaded.
     void BeforeDriver(sim::Platform::Prepare prepare) { prepare_ = std::move(prepare); }
     // Runs when the boot has ended and the siblings still stand.

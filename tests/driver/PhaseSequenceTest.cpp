@@ -240,6 +240,28 @@ TEST(PhaseSequence, CallsSiblingsBySlotInOrderWithTheirArguments) {
     EXPECT_EQ(Only(ipmi, wanted), wanted);
 }
 
+TEST(PhaseSequence, LeavesOutWhatThePlatformDoesNotAskFor) {
+    DriverBoot boot(R"({"esrt": {"present": false}, "pcds": {
+        "3DF141BA-47EB-45B3-98C2-3041AF59DA19/0x50000019": {"type": "bool", "value": false},
+        "D3705011-BC19-4AF7-BE16-F68030378C15/0x1002F": {"type": "bool", "value": false}}})");
+    boot.PowerOn();
+    std::vector<Measured> expected = Expected({});
+    expected.erase(expected.begin()); // ESRT injection
+    EXPECT_EQ(Seen(boot), expected);
+    for (const sim::Json& event : boot.Events("ipmi")) {
+        EXPECT_FALSE(event.at("netfn") == 6 && event.at("command") == 0x52);
+    }
+    // Only the remote-clear acknowledgement writes a platform value.
+    EXPECT_EQ(Only(boot.Calls(), {"Pcd.SetBool"}).size(), 1u);
+}
+
+TEST(PhaseSequence, SaysSoWhenTheMasterWriteReadHasNoTransport) {
+    DriverBoot boot(R"({"missing": ["KelmIpmiTransportProtocol"], "pcds": {
+        "3DF141BA-47EB-45B3-98C2-3041AF59DA19/0x50000019": {"type": "bool", "value": true}}})");
+    boot.PowerOn();
+    EXPECT_TRUE(boot.Logged("LocateProtocol Status= E \r\n", 0x80000000));
+}
+
 TEST(PhaseSequence, StopsTheFrb2WatchdogOnlyWhenBothSettingsSaySo) {
     for (const bool custom : {false, true}) {
         for (const bool timer : {false, true}) {
@@ -280,11 +302,15 @@ TEST(PhaseSequence, ConfigurationBootLeavesTheBypassAndResetsAfterThreeSeconds) 
     EXPECT_EQ(resets[0].at("t").get<std::uint64_t>() - shown.back().at("t").get<std::uint64_t>(),
               3'000'000u);
 
-    // The next power-on finds it. (Nothing acts on it yet, so the second boot is a fresh one.)
-    DriverBoot next;
-    next.server.store = boot.server.store;
-    EXPECT_EQ(next.PowerOn().reason, sim::EndReason::TimeLimit);
-    EXPECT_EQ(Seen(next), Expected({}));
+    // The same server again: a fresh boot, with the variable still there for the boot task to find.
+    boot.ForgetChanges();
+    EXPECT_EQ(boot.PowerOn().reason, sim::EndReason::TimeLimit);
+    EXPECT_EQ(Seen(boot), Expected({}));
+    EXPECT_EQ(boot.server.boots, 2u);
+    bypass = boot.server.store.Find(kVariableConfigurationBootBypass.name,
+                                    *kVariableConfigurationBootBypass.guid);
+    ASSERT_NE(bypass, nullptr);
+    EXPECT_EQ(bypass->attributes, 3u);
 }
 
 TEST(PhaseSequence, SecureBootTaskResetsAtOnceOrAfterTheTasksOwnPhases) {

@@ -2,6 +2,7 @@
 
 #include "kelm/NimborInitializeProtocol.h"
 #include "kelm/NimborInstallIpmiProtocol.h"
+#include "kelm/SecureBootMgmtProtocol.h"
 #include "sim/firmware/Arena.h"
 #include "sim/firmware/Clock.h"
 #include "sim/siblings/IpmiTransport.h"
@@ -94,6 +95,30 @@ TEST_F(Controllers, ControllerThatDoesNotStartLeavesNoTransport) {
                 EXPECT_EQ(installer->InstallIpmi(installer), EFI_DEVICE_ERROR);
                 EXPECT_EQ(Find<KelmIpmiTransportProtocol>(p), nullptr);
             });
+}
+
+TEST_F(Controllers, SecureBootTaskWaitsUntilItIsCarriedOut) {
+    const std::string waiting = R"("controller": {"secureBootPending": true})";
+    for (const bool process : {false, true}) {
+        PowerOn(waiting, [&](Platform& p) {
+            auto* manager = Find<NimborSecureBootMgmtProtocol>(p);
+            EXPECT_EQ(manager->GetPendingTask(manager), TRUE);
+            EXPECT_EQ(manager->ProcessTask(manager, process ? TRUE : FALSE), EFI_SUCCESS);
+            EXPECT_EQ(manager->GetPendingTask(manager), process ? FALSE : TRUE);
+        });
+    }
+    const auto pending = [&](const std::string& sections) {
+        BOOLEAN answer = 0xFF;
+        PowerOn(sections, [&](Platform& p) {
+            auto* manager = Find<NimborSecureBootMgmtProtocol>(p);
+            answer = manager->GetPendingTask(manager);
+        });
+        return answer;
+    };
+    EXPECT_EQ(pending(waiting), FALSE) << "carried out at an earlier power-on";
+    store = NvStore();
+    EXPECT_EQ(pending(waiting), TRUE);
+    EXPECT_EQ(pending(""), FALSE);
 }
 
 TEST_F(Controllers, SmaAnswersSingleAndMultipartRequests) {

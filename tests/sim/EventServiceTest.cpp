@@ -1,5 +1,7 @@
 #include "tests/sim/TestMachine.h"
 
+#include "sim/firmware/PhaseWatch.h"
+
 namespace {
 
 using namespace simtest;
@@ -259,6 +261,55 @@ TEST_F(AnEventService, RecordsMisuse) {
                               "KelmBdsDxe returned with the task priority at 16, started at 4",
                           }));
     EXPECT_EQ(Traced("violation").size(), violations.size());
+}
+
+TEST_F(AnEventService, SeesWhatAPhaseLeavesBehind) {
+    constexpr EFI_GUID kGroup = {1, 2, 3, {4}};
+    Boot([&] {
+        PhaseWatch& phases = *Machine().phases;
+        phases.Started("BDS");
+        phases.Started("outer");
+        phases.Started("clean");
+        bs->CloseEvent(Make(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, a));
+        Make(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, a, &kGroup);
+        const EFI_EVENT registered = Make(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, b);
+        void* registration = nullptr;
+        bs->RegisterProtocolNotify(&kGroup, registered, &registration);
+        const EFI_EVENT timer = Make(EVT_TIMER | EVT_NOTIFY_SIGNAL, TPL_CALLBACK, c);
+        bs->SetTimer(timer, TimerPeriodic, kMillisecond);
+        bs->RestoreTPL(bs->RaiseTPL(TPL_NOTIFY));
+        phases.Ended("clean");
+        EXPECT_TRUE(Machine().violations->All().empty());
+
+        phases.Started("leaky");
+        Make(EVT_NOTIFY_SIGNAL, TPL_CALLBACK, d);
+        bs->RaiseTPL(TPL_CALLBACK);
+        phases.Ended("leaky");
+        bs->RestoreTPL(TPL_APPLICATION);
+        bs->SetTimer(timer, TimerCancel, 0);
+        phases.Ended("outer");
+        phases.Ended("BDS");
+    });
+    EXPECT_EQ(violations, (std::vector<std::string>{"event left open in leaky",
+                                                    "task priority left at 8 in leaky",
+                                                    "event left open in outer"}));
+
+    // A boot that waits for good does so at application level, but for a notification.
+    Describe(R"("limits": {"timeSeconds": 5})");
+    Boot([] {
+        bs->RaiseTPL(TPL_CALLBACK);
+        bs->Stall(10000000);
+    });
+    EXPECT_EQ(violations,
+              std::vector<std::string>{"the boot ended as time-limit with the task priority at 8"});
+    Boot([] {
+        EFI_EVENT event = nullptr;
+        bs->CreateEvent(
+            EVT_NOTIFY_SIGNAL, TPL_CALLBACK, [](EFI_EVENT, void*) EFIAPI { bs->Stall(10000000); },
+            nullptr, &event);
+        bs->SignalEvent(event);
+    });
+    EXPECT_TRUE(violations.empty());
 }
 
 TEST_F(AnEventService, RefusesEventsThatCannotBe) {

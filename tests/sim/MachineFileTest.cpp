@@ -119,6 +119,8 @@ constexpr BadFile kBadFiles[] = {
     {R"({"board": {"vendor": "a", "vendor": "b"}})", "/board/vendor: the key occurs twice"},
     {R"({"cpld": {"registers": {"0x1": 1, "0x01": 2}}})",
      "/cpld/registers/0x01: the key occurs twice"},
+    {R"({"policies": {"1": 1, "01": 2}})", "/policies/01: the key occurs twice"},
+    {R"({"policies": {"00": 1, "0": 2}})", "/policies/0: the key occurs twice"},
     // Keys.
     {R"({"colour": 1})", "/colour: unknown key"},
     {R"({"colour": null})", "/colour: unknown key"},
@@ -173,6 +175,14 @@ constexpr BadFile kBadFiles[] = {
      "/pcds/3DF141BA-47EB-45B3-98C2-3041AF59DA19~10x50000028/value: 256 does not fit into 8 bits"},
     {R"({"pcds": {"3DF141BA-47EB-45B3-98C2-3041AF59DA19/0x50000022": {"value": 1}}})",
      "/pcds/3DF141BA-47EB-45B3-98C2-3041AF59DA19~10x50000022/value: must be true or false"},
+    {R"({"devices": {"x": {"kind": "nic", "path": ""}}})",
+     "/devices/x/path: the device path is empty"},
+    {R"({"variables": {"A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C": {"attributes": 0, "u8": 1}}})",
+     "/variables/A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C/attributes: a variable needs boot"},
+    {R"({"variables": {"A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C": {"attributes": 5, "u8": 1}}})",
+     "/variables/A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C/attributes: a variable needs boot"},
+    {R"({"variables": {"A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C": {"attributes": "0x117", "u8": 1}}})",
+     "/variables/A-8BE4DF61-93CA-11D2-AA0D-00E098032B8C/attributes: the bits 0x110 are not"},
     {R"({"extends": "other.json"})", "/extends: a machine that is not a file extends"},
 };
 

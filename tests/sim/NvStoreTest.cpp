@@ -6,6 +6,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace sim {
 namespace {
@@ -84,12 +85,21 @@ TEST_F(NvStoreDirectory, ReportsBadFilesOnceAndLeavesThemAlone) {
     Write("Twice-8BE4DF61-93CA-11D2-AA0D-00E098032B8C", "\x07\0\0\0b"s);
     Write("BootCurrent-" + kGlobalText, "\x06\0\0\0\x01\0"s); // volatile: copied from a machine
     Write(".hidden", "x");
+    fs::create_directories(directory_ / "folder");
     fs::create_directories(directory_ / ("Folder-" + kGlobalText));
+    Write("Huge-" + kGlobalText, "\x07\0\0\0"s);
+    fs::resize_file(directory_ / ("Huge-" + kGlobalText), 1024 * 1024 + 1);
+    // Nobody ever writes into the pipe; the device never ends.
+    ASSERT_EQ(mkfifo((directory_ / ("Pipe-" + kGlobalText)).c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", directory_ / ("Device-" + kGlobalText));
+    fs::create_symlink("nowhere", directory_ / ("Dangling-" + kGlobalText));
+    fs::create_symlink("Twice-" + kGlobalText, directory_ / ("Link-" + kGlobalText));
     const std::vector<std::string> before = Files();
 
     NvStore store(directory_, diagnostics_);
-    ASSERT_EQ(store.All().size(), 1u);
-    EXPECT_EQ(store.All()[0].name, u"Twice");
+    ASSERT_EQ(store.All().size(), 2u);
+    EXPECT_EQ(store.All()[0].name, u"Link");
+    EXPECT_EQ(store.All()[1].name, u"Twice");
     EXPECT_TRUE(store.Set({u"New", kGlobal, 7, {1}}));
     EXPECT_TRUE(store.Erase(u"New", kGlobal));
     EXPECT_EQ(Files(), before);
@@ -100,10 +110,14 @@ TEST_F(NvStoreDirectory, ReportsBadFilesOnceAndLeavesThemAlone) {
     for (std::string line; std::getline(lines, line);) {
         reports.push_back(line);
     }
-    EXPECT_EQ(reports.size(), 6u) << diagnostics_.str();
+    EXPECT_EQ(reports.size(), 11u) << diagnostics_.str();
     EXPECT_NE(diagnostics_.str().find("Short-" + kGlobalText + ": ignored: shorter than the four"),
               std::string::npos);
     EXPECT_NE(diagnostics_.str().find("NoGuid: ignored: the name is not Name-GUID"),
+              std::string::npos);
+    EXPECT_NE(diagnostics_.str().find("Huge-" + kGlobalText + ": ignored: longer than 1 MiB"),
+              std::string::npos);
+    EXPECT_NE(diagnostics_.str().find("Pipe-" + kGlobalText + ": ignored: not a regular file"),
               std::string::npos);
 }
 

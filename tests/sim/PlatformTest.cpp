@@ -4,6 +4,7 @@
 #include "kelm/FileGuids.h"
 #include "library/pure/Crc32.h"
 #include "sim/firmware/HobList.h"
+#include "sim/firmware/PhaseWatch.h"
 #include "uefi/BdsArch.h"
 #include "uefi/Hob.h"
 #include "uefi/WatchdogTimerArch.h"
@@ -141,6 +142,46 @@ TEST_F(APlatform, FindsMisusedMemory) {
         void* raw = nullptr;
         EXPECT_EQ(bs->AllocatePool(EfiBootServicesData, 8 << 20, &raw), EFI_OUT_OF_RESOURCES);
     });
+    Describe(R"("limits": {"poolBytes": 1048576})");
+    EXPECT_EQ(Boot([] { ADD_FAILURE() << "there is no memory for the driver"; }).detail,
+              "the driver could not be loaded: EFI_OUT_OF_RESOURCES");
+}
+
+// Buffers that nobody can hold any more when the boot ends, and those that somebody may.
+TEST_F(APlatform, FindsHandleBuffersThatAreForgottenWhenTheBootEnds) {
+    const auto locate = [] {
+        UINTN count = 0;
+        EFI_HANDLE* buffer = nullptr;
+        EXPECT_EQ(bs->LocateHandleBuffer(AllHandles, nullptr, nullptr, &count, &buffer),
+                  EFI_SUCCESS);
+    };
+    const auto reset = [] { rs->ResetSystem(EfiResetCold, EFI_SUCCESS, 0, nullptr); };
+    Boot([&] {
+        Machine().phases->Started("BDS");
+        Machine().phases->Started("first");
+        locate(); // held by the function that resets, which measures a part of its work
+        Machine().phases->Started("part");
+        reset();
+    });
+    EXPECT_TRUE(violations.empty());
+    Boot([&] {
+        Machine().phases->Started("BDS");
+        locate(); // between the phases
+        Machine().phases->Started("next");
+        locate();
+        reset();
+    });
+    EXPECT_EQ(violations.size(), 1u);
+    EXPECT_EQ(violations.at(0).rfind("handle buffer leaked: LocateHandleBuffer at ", 0), 0u);
+    Boot([&] {
+        Machine().phases->Started("BDS");
+        locate();
+        Machine().phases->Started("next");
+        Machine().phases->Ended("next");
+        locate(); // by whoever resets
+        reset();
+    });
+    EXPECT_EQ(violations.size(), 1u);
 }
 
 TEST_F(APlatform, InjectsFaultsIntoTheCallsThatTheMachineNames) {
@@ -181,6 +222,17 @@ TEST_F(APlatform, InjectsFaultsIntoTheCallsThatTheMachineNames) {
         EXPECT_EQ(tokens, "34 35 36 ");
     });
     EXPECT_EQ(Traced("fault").size(), 3u);
+    for (const char* call :
+         {"SetVarible", "Pcd.Get8", "NoProtocol.Get", "SimpleTextOutput.Print"}) {
+        try {
+            Describe(std::string(R"("faults": [{"call": "Stall"}, {"call": ")") + call + R"("}])");
+            server.PowerOn();
+            ADD_FAILURE() << call << " is no call";
+        } catch (const MachineFileError& error) {
+            EXPECT_EQ(std::string(error.what()),
+                      std::string("machine: /faults/1/call: there is no call \"") + call + "\"");
+        }
+    }
     Describe(R"("missing": ["Pcd"])");
     Boot([&] {
         void* interface = nullptr;
@@ -385,6 +437,14 @@ TEST_F(APlatform, RunsADriverThatIsAnImage) {
     EXPECT_EQ(crashed.reason, EndReason::Halted);
     EXPECT_EQ(crashed.violations,
               std::vector<std::string>{"processor exception in KelmBdsDxe+0x1000"});
+    // xor eax, eax; call rax, and a jump into nowhere
+    server.driver.peImage = ImageOf({0x31, 0xC0, 0xFF, 0xD0}, 11);
+    EXPECT_EQ(
+        server.PowerOn().violations,
+        std::vector<std::string>{"processor exception outside any image, at 0x0, from KelmBdsDxe"});
+    server.driver.peImage = ImageOf({0xB8, 0x00, 0x10, 0x00, 0x00, 0xFF, 0xE0}, 11);
+    EXPECT_EQ(server.PowerOn().detail,
+              "processor exception outside any image, at 0x1000, from KelmBdsDxe");
     server.driver.peImage.resize(10);
     EXPECT_EQ(server.PowerOn().detail, "the driver could not be loaded: EFI_LOAD_ERROR");
 }
