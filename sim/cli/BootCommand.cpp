@@ -3,6 +3,7 @@
 #include "library/cpu/CpuBackend.h"
 #include "library/pure/GuidText.h"
 #include "sim/cli/BootPrinter.h"
+#include "sim/firmware/Faults.h"
 #include "sim/firmware/PeImage.h"
 #include "sim/firmware/Server.h"
 #include "sim/machine/KeyNames.h"
@@ -162,6 +163,12 @@ ExitStatus RunBoot(const BootOptions& options) {
     trace.SetListener([&](const Json& event) { printer.See(event); });
 
     Server server(std::move(machine), std::move(store), std::move(driver), trace);
+    // Most often a member that is misspelt, or a call that this boot does not make.
+    server.SetInspector([](Platform& platform) {
+        for (const std::string& fault : platform.faults->Unmet()) {
+            std::cerr << "kelm-sim: a fault never happened: " << fault << '\n';
+        }
+    });
     ExitStatus status = ExitStatus::ToolFault;
     bool violated = false;
     for (unsigned boot = 1; boot <= options.boots; boot++) {

@@ -36,12 +36,23 @@ const Fault* Faults::Count(std::string_view call) {
         found = counts_.emplace(std::string(call), 0).first;
     }
     const std::uint64_t number = ++found->second;
-    for (const Fault& fault : faults_) {
+    for (Fault& fault : faults_) {
         if (fault.call == call && (fault.onward ? number >= fault.nth : number == fault.nth)) {
+            fault.happened = true;
             return &fault;
         }
     }
     return nullptr;
+}
+
+std::vector<std::string> Faults::Unmet() const {
+    std::vector<std::string> unmet;
+    for (const Fault& fault : faults_) {
+        if (!fault.happened) {
+            unmet.push_back(fault.call + ", call " + std::to_string(fault.nth));
+        }
+    }
+    return unmet;
 }
 
 std::uint64_t Faults::Calls(std::string_view call) const {

@@ -19,6 +19,7 @@ struct Fault {
     EFI_STATUS status = EFI_DEVICE_ERROR;
     bool onward = false;   // every call from the N-th on
     bool powerCut = false; // the power fails in the middle of the call
+    bool happened = false;
 };
 
 class Faults {
@@ -30,6 +31,9 @@ public:
     const Fault* Count(std::string_view call);
     // How often the call was made so far, faults included.
     std::uint64_t Calls(std::string_view call) const;
+
+    // The faults that no call has met, as "CALL, call N".
+    std::vector<std::string> Unmet() const;
 
     // For tests: one more fault, whose `nth` counts from now when `fromNow` is set.
     void Add(Fault fault, bool fromNow = false);

@@ -209,6 +209,16 @@ TEST_F(CommandLine, ViolationsAreListedAndDecideTheStatus) {
     EXPECT_NE(boot.err.find("Timeout"), std::string::npos) << boot.err;
 }
 
+TEST_F(CommandLine, FaultsThatNoCallMetAreTold) {
+    Write("faults.json", R"({"faults": [
+        {"call": "KelmNimborProtocol.EarlyInit", "status": "EFI_TIMEOUT"},
+        {"call": "KelmNimborProtocol.EarlyInnit", "nth": 2, "status": "EFI_TIMEOUT"}]})");
+    const Result boot = Run("boot faults.json");
+    EXPECT_EQ(boot.status, 6);
+    EXPECT_EQ(boot.err,
+              "kelm-sim: a fault never happened: KelmNimborProtocol.EarlyInnit, call 2\n");
+}
+
 TEST_F(CommandLine, VariablesStayInTheirDirectory) {
     ASSERT_EQ(Run("boot --nvram nv").status, 6);
     const auto files = Files(folder_ / "nv");
