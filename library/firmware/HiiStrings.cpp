@@ -89,7 +89,7 @@ EFI_STATUS GetHiiString(EFI_HII_HANDLE handle, EFI_STRING_ID number, const CHAR8
     if (status != EFI_BUFFER_TOO_SMALL) {
         return EFI_NOT_FOUND;
     }
-    PoolPtr<CHAR16> copy = AllocateZeroPool<CHAR16>(size / sizeof(CHAR16) + 1);
+    PoolPtr<CHAR16> copy = AllocateZeroPool<CHAR16>((size + 1) / sizeof(CHAR16) + 1);
     if (!copy) {
         return EFI_OUT_OF_RESOURCES;
     }
