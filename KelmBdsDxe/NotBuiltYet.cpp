@@ -8,17 +8,19 @@
 #include "boot/Launcher.h"
 #include "boot/OemId.h"
 #include "boot/OneTimeBoot.h"
-#include "bootopt/DeviceLocation.h"
 #include "bootopt/EnumerateBootOptions.h"
-#include "bootopt/LoadOption.h"
-#include "console/ConnectConsoles.h"
+#include "bootopt/FqddAttributes.h"
+#include "console/SerialConsole.h"
+#include "console/SerialSettings.h"
 #include "console/SuperIo.h"
+#include "console/VideoConsole.h"
 #include "console/WriteCombining.h"
 #include "core/BootTask.h"
 #include "core/Forgeline.h"
 #include "core/HotKeys.h"
 #include "core/PauseKey.h"
 #include "core/UserEntries.h"
+#include "legacy/BbsTable.h"
 #include "legacy/LegacyOption.h"
 #include "library/firmware/Services.h"
 #include "mgmt/ConfigLock.h"
@@ -32,9 +34,7 @@
 #include "network/IscsiConnect.h"
 #include "network/NvmeofConnect.h"
 #include "platform/BoardPolicies.h"
-#include "platform/Connect.h"
 #include "platform/CpuVoltageRegulator.h"
-#include "platform/DeferredImages.h"
 #include "platform/ExtendedPost.h"
 #include "platform/GpuUsb.h"
 #include "platform/MemoryTest.h"
@@ -89,21 +89,26 @@ EFI_STATUS BdsPersonalityModuleOemSmbiosBackup() {
 }
 
 // bootopt
-BootOptionRecord* BdsReadBootOption(UINT16) {
-    return nullptr;
-}
 EFI_STATUS EnumerateBootOptions() {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsInitDeviceLocations() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsRegisterDeviceLocationEvent() {
-    return EFI_UNSUPPORTED;
+bool BdsIsLegacyOrderRequested() {
+    return false;
 }
 
 // console
-EFI_STATUS BdsConnectConsoles() {
+bool BdsSetupSerialConsoleDevicePath() {
+    return false;
+}
+void BdsUpdateSerialConsole(bool) {}
+void BdsSerialConsolePostConnect(bool, UINT8) {}
+EFI_STATUS SetBrowserMode(UINT8) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS GetSerialRedirectionSettings(SERIAL_REDIRECTION_SETTINGS*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsAddVgaToConOut() {
     return EFI_UNSUPPORTED;
 }
 EFI_STATUS SuperIoSwapComPorts() {
@@ -171,6 +176,9 @@ EFI_STATUS BdsEnterSetup() {
 }
 
 // legacy
+EFI_STATUS BdsGetBbsEntryDevicePath(const BBS_TABLE*, EFI_DEVICE_PATH_PROTOCOL**) {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsGetLegacyOptionDevices(UINT16, UINT16**, UINTN*) {
     return EFI_UNSUPPORTED;
 }
@@ -274,19 +282,7 @@ EFI_STATUS BdsSetNumLock() {
 EFI_STATUS BdsGetMemTest(UINT32*) {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsConnectPciRootBridges() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsConnectSpecialPciDevices() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsConnectAll() {
-    return EFI_UNSUPPORTED;
-}
 EFI_STATUS CpuVrPogramUnderReport() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsEfiBootManagerDispatchDeferredImages() {
     return EFI_UNSUPPORTED;
 }
 EFI_STATUS BdsExtendedPost() {

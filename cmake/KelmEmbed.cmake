@@ -24,3 +24,22 @@ function(kelm_embed_text target file symbol)
         VERBATIM)
     target_sources(${target} PRIVATE "${output}")
 endfunction()
+
+# kelm_embed_files(<target> <symbol> FILES <file>...)
+#
+# Puts files that the build makes into the target as
+#     namespace sim { const std::span<const EmbeddedFile> <symbol>; }
+# which sim/machine/Embedded.h declares: each with its name, without folder and extension.
+function(kelm_embed_files target symbol)
+    cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "FILES")
+    set(output "${CMAKE_BINARY_DIR}/generated/${symbol}.cpp")
+    set(script "${CMAKE_SOURCE_DIR}/cmake/EmbedFiles.cmake")
+    add_custom_command(
+        OUTPUT "${output}"
+        COMMAND "${CMAKE_COMMAND}" "-DFILES=${arg_FILES}" "-DOUTPUT=${output}" "-DSYMBOL=${symbol}"
+                -P "${script}"
+        DEPENDS ${arg_FILES} "${script}"
+        COMMENT "Embedding ${symbol}"
+        VERBATIM)
+    target_sources(${target} PRIVATE "${output}")
+endfunction()

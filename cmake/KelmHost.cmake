@@ -46,24 +46,38 @@ kelm_sources(pure_sources library/pure)
 kelm_sources(firmware_sources library/firmware library/cpu)
 list(FILTER firmware_sources EXCLUDE REGEX "/library/cpu/CpuX64\\.cpp$")
 kelm_sources(driver_sources KelmBdsDxe)
+# The driver's readers of what comes from outside, which need no firmware: apart, so that a fuzz
+# target is built without all the rest.
+set(format_sources ${driver_sources})
+list(FILTER format_sources INCLUDE REGEX "/KelmBdsDxe/bootopt/(Fqdd|LoadOptionFormat)\\.cpp$")
+list(REMOVE_ITEM driver_sources ${format_sources})
 kelm_library_target(kelm_pure
     SOURCES ${pure_sources} LINK kelm_includes OPTIONS ${driver_options})
+kelm_library_target(kelm_formats
+    SOURCES ${format_sources} LINK kelm_pure OPTIONS ${driver_options})
 kelm_library_target(kelm_library
     SOURCES ${firmware_sources} LINK kelm_pure OPTIONS ${driver_options})
 kelm_library_target(kelm_driver
-    SOURCES ${driver_sources} LINK kelm_library OPTIONS ${driver_options})
+    SOURCES ${driver_sources} LINK kelm_formats kelm_library OPTIONS ${driver_options})
 
-# The simulated server. It knows the driver only by its entry point, so only programs link both.
+# The simulated server. It knows the driver only by its entry point, so only programs link both. Its
+# reader of images is apart for the same reason as the driver's readers.
 kelm_sources(sim_sources sim)
 kelm_sources(cli_sources sim/cli)
 list(FILTER sim_sources EXCLUDE REGEX "/sim/cli/")
+set(image_sources ${sim_sources})
+list(FILTER image_sources INCLUDE REGEX "/sim/firmware/(PeHeader|PeImage)\\.cpp$")
+list(REMOVE_ITEM sim_sources ${image_sources})
+kelm_library_target(sim_images SOURCES ${image_sources} LINK kelm_includes)
 kelm_library_target(sim_core
-    SOURCES ${sim_sources} LINK kelm_pure fmt::fmt nlohmann_json::nlohmann_json)
+    SOURCES ${sim_sources} LINK sim_images kelm_pure fmt::fmt nlohmann_json::nlohmann_json)
 if(sim_sources)
     target_include_directories(sim_core SYSTEM PUBLIC "${KELM_VALIJSON_INCLUDE}")
     kelm_host_headers(sim_core)
     kelm_embed_text(sim_core sim/machine/machine.schema.json kMachineSchemaText)
     kelm_embed_text(sim_core machines/default.json kDefaultMachineText)
+    include(KelmPayloads)
+    kelm_embed_files(sim_core kPayloads FILES ${KELM_PAYLOAD_IMAGES})
 endif()
 if(cli_sources)
     kelm_program(kelm-sim SOURCES ${cli_sources} LINK kelm_driver sim_core CLI11::CLI11)
@@ -106,16 +120,20 @@ if(bench_sources AND benchmark_FOUND)
 endif()
 
 # Each source directly in fuzz/ is one target, fuzz-<Name>. Without libFuzzer it replays the inputs
-# in fuzz/corpus/<Name>, as a test.
+# in fuzz/corpus/<Name>, as a test. Only those named here have the simulated server within reach.
+set(fuzz_with_server MachineFile)
 file(GLOB fuzz_sources CONFIGURE_DEPENDS "${CMAKE_SOURCE_DIR}/fuzz/*.cpp")
 foreach(source IN LISTS fuzz_sources)
     cmake_path(GET source STEM name)
+    set(fuzzed kelm_formats sim_images)
+    if(name IN_LIST fuzz_with_server)
+        set(fuzzed sim_core)
+    endif()
     if(KELM_FUZZ)
-        kelm_program(fuzz-${name} SOURCES "${source}" LINK kelm_driver sim_core)
+        kelm_program(fuzz-${name} SOURCES "${source}" LINK ${fuzzed})
         target_link_options(fuzz-${name} PRIVATE -fsanitize=fuzzer)
     else()
-        kelm_program(fuzz-${name}
-            SOURCES "${source}" tools/FuzzReplay.cpp LINK kelm_driver sim_core)
+        kelm_program(fuzz-${name} SOURCES "${source}" tools/FuzzReplay.cpp LINK ${fuzzed})
         add_test(NAME fuzz-${name}
             COMMAND fuzz-${name} "${CMAKE_SOURCE_DIR}/fuzz/corpus/${name}")
         set_tests_properties(fuzz-${name} PROPERTIES TIMEOUT 120)

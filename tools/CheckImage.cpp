@@ -29,6 +29,7 @@ constexpr unsigned kImportDirectory = 1;
 constexpr unsigned kRelocationDirectory = 5;
 constexpr unsigned kTlsDirectory = 9;
 constexpr unsigned kDir64 = 10;
+constexpr unsigned kRelocationsStripped = 1; // characteristic
 constexpr std::uint32_t kExecutable = 0x20000000;
 constexpr std::uint32_t kWritable = 0x80000000;
 
@@ -194,9 +195,12 @@ bool CheckImage(const std::string& path, unsigned subsystem, std::string_view fo
     if (directory(kTlsDirectory, 1) != 0) {
         file.Complain("has thread-local storage");
     }
-    const unsigned relocations = CountRelocations(
-        file, sections, directory(kRelocationDirectory, 0), directory(kRelocationDirectory, 1));
-    if (relocations == 0) {
+    // An image without a single absolute address has an empty table.
+    const bool stripped = (file.Read<std::uint16_t>(header + 18) & kRelocationsStripped) != 0;
+    const std::uint32_t tableSize = directory(kRelocationDirectory, 1);
+    const unsigned relocations =
+        CountRelocations(file, sections, directory(kRelocationDirectory, 0), tableSize);
+    if (stripped || (tableSize != 0 && relocations == 0)) {
         file.Complain("has no relocations, so it can only run where it was linked for");
     }
     if (!forbidden.empty() && file.Bytes().find(forbidden) != std::string::npos) {

@@ -20,21 +20,6 @@ namespace kelm {
 
 namespace {
 
-// Owns a record for the length of a launch, which may put another record in its place.
-class OwnedBootOption {
-public:
-    explicit OwnedBootOption(BootOptionRecord* record) : record_(record) {}
-    OwnedBootOption(const OwnedBootOption&) = delete;
-    OwnedBootOption& operator=(const OwnedBootOption&) = delete;
-    ~OwnedBootOption() { BdsFreeBootOption(record_); }
-
-    BootOptionRecord* get() const { return record_; }
-    BootOptionRecord** address() { return &record_; }
-
-private:
-    BootOptionRecord* record_;
-};
-
 // Launches and reports; the launch status is returned unchanged.
 EFI_STATUS LaunchAndReport(OwnedBootOption& option) {
     UINTN exitDataSize = 0;

@@ -10,6 +10,8 @@
 #include "uefi/Base.h"
 
 struct KelmAttributeProtocol;
+struct KelmBdsInterfaceProtocol;
+struct KelmDeviceLocationProtocol;
 struct KelmPasswordProtocol;
 struct KelmPlatformPolicyProtocol;
 
@@ -53,7 +55,8 @@ struct StringsState {
 };
 
 struct ConsoleState {
-    UINTN wrapColumn = 0; // 0: text is written as it stands
+    UINTN wrapColumn = 0;     // 0: text is written as it stands
+    bool errOutFirst = false; // ErrOut is connected, and before the other consoles
 };
 
 struct PostState {
@@ -64,6 +67,12 @@ struct NetworkState {
     EFI_HANDLE placeholders[kNetworkBootPlaceholderCount] = {};
 };
 
+// Both are located on first use and kept.
+struct BootOptState {
+    KelmDeviceLocationProtocol* deviceLocation = nullptr;
+    KelmBdsInterfaceProtocol* bdsInterface = nullptr; // the driver's own
+};
+
 struct DriverState {
     BootState boot;
     CoreState core;
@@ -72,6 +81,7 @@ struct DriverState {
     ConsoleState console;
     PostState post;
     NetworkState network;
+    BootOptState bootOpt;
 };
 
 extern DriverState gDriver;

@@ -24,6 +24,7 @@
 #include "mgmt/SmallSteps.h"
 #include "platform/BoardPolicies.h"
 #include "platform/Connect.h"
+#include "platform/SpecialPciDevices.h"
 #include "services/Attributes.h"
 #include "services/ControllerStartup.h"
 #include "services/IpmiTransport.h"
@@ -92,8 +93,8 @@ void InitializeVam() {
 
 void EnumeratePci() {
     BdsSignalHookPoint(gKelmHookPciEnumerationGuid);
-    static_cast<void>(BdsConnectPciRootBridges());
-    static_cast<void>(BdsConnectSpecialPciDevices());
+    BdsConnectPciRootBridges();
+    BdsConnectSpecialPciDevices();
     RunPhase(NimborLateInitPhase());
     RunPhase(kSmaUpdateTask);
     static_cast<void>(BdsEnablePciDecode());

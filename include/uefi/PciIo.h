@@ -102,6 +102,9 @@ inline constexpr UINT8 PCI_CLASS_BRIDGE = 0x06;
 inline constexpr UINT8 PCI_CLASS_BRIDGE_P2P = 0x04;
 inline constexpr UINT8 PCI_CLASS_SERIAL = 0x0C;
 inline constexpr UINT8 PCI_CLASS_SERIAL_USB = 0x03;
+inline constexpr UINT8 PCI_IF_UHCI = 0x00;
+inline constexpr UINT8 PCI_IF_OHCI = 0x10;
+inline constexpr UINT8 PCI_IF_EHCI = 0x20;
 inline constexpr UINT8 PCI_IF_XHCI = 0x30;
 inline constexpr UINT8 PCI_CLASS_SERIAL_FIBERCHANNEL = 0x04;
 

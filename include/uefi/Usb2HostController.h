@@ -1,5 +1,5 @@
 // USB host controllers: EFI_USB2_HC_PROTOCOL (UEFI 2.10, section 17.1) and the GUID of its
-// predecessor, which is only ever looked for, never called.
+// predecessor, whose members UsbHostController.h has.
 #pragma once
 
 #include "uefi/Base.h"

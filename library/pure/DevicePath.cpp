@@ -159,6 +159,20 @@ std::optional<std::span<const UINT8>> NextInstance(const EFI_DEVICE_PATH_PROTOCO
     return instance;
 }
 
+EFI_DEVICE_PATH_PROTOCOL* CutInstance(EFI_DEVICE_PATH_PROTOCOL*& cursor) {
+    // Found in writable memory, so it may be written.
+    auto* end = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(FirstEndNode(cursor));
+    if (end == nullptr) {
+        cursor = nullptr;
+        return nullptr;
+    }
+    const bool another = IsEndInstance(end) && NodeLength(end) >= kNodeHeaderSize;
+    EFI_DEVICE_PATH_PROTOCOL* instance = cursor;
+    cursor = another ? NextNode(end) : nullptr;
+    *end = kEndEntireNode;
+    return instance;
+}
+
 size_t InstanceCount(const EFI_DEVICE_PATH_PROTOCOL* path) {
     size_t count = 0;
     while (NextInstance(path)) {

@@ -137,6 +137,10 @@ bool DevicePathStartsWith(const EFI_DEVICE_PATH_PROTOCOL* path,
 // cursor moved to the one behind or to null after the last. Nothing when cursor is null or broken.
 //     for (auto* cursor = path; auto instance = NextInstance(cursor);) ...
 std::optional<std::span<const UINT8>> NextInstance(const EFI_DEVICE_PATH_PROTOCOL*& cursor);
+// The same in the memory of the path: its next instance, ended by an end-entire node that replaces
+// the one between the two; null when cursor is null or broken.
+//     for (auto* cursor = path; auto* instance = CutInstance(cursor);) ...
+EFI_DEVICE_PATH_PROTOCOL* CutInstance(EFI_DEVICE_PATH_PROTOCOL*& cursor);
 size_t InstanceCount(const EFI_DEVICE_PATH_PROTOCOL* path);
 bool IsMultiInstance(const EFI_DEVICE_PATH_PROTOCOL* path);
 

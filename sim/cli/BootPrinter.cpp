@@ -52,6 +52,12 @@ void BootPrinter::See(const Json& event) {
 void BootPrinter::End(const BootResult& result, unsigned bootNumber) {
     FlushLog();
     PrintFrame(result.screen);
+    for (const BootResult::Output& output : result.outputs) {
+        if (output.lines != result.screen) {
+            out_ << output.device << ":\n";
+            PrintFrame(output.lines);
+        }
+    }
     lines_.clear();
     scrolled_ = 0;
     if (choice_.screenOnly) {

@@ -23,8 +23,8 @@ public:
 
     // One trace event, as it is recorded.
     void See(const Json& event);
-    // The end of a power-on: the rest of the log, the final screen and, unless only that is wanted,
-    // the line that says how it ended.
+    // The end of a power-on: the rest of the log, the final screen, the outputs that show something
+    // else, each under its name, and, unless only that is wanted, the line that says how it ended.
     void End(const BootResult& result, unsigned bootNumber);
 
 private:

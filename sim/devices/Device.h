@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -47,7 +48,7 @@ public:
                        // "uart", "terminal", ... for implied ones
     std::string place; // JSON pointer of its section; "" for an implied one
     std::vector<std::uint8_t> path;     // all nodes and the end node
-    std::vector<std::uint8_t> lastNode; // the node in which it differs from its parent
+    std::vector<std::uint8_t> lastNode; // the last of the nodes that its parent has not
 
     const EFI_DEVICE_PATH_PROTOCOL* Path() const {
         return reinterpret_cast<const EFI_DEVICE_PATH_PROTOCOL*>(path.data());
@@ -68,12 +69,19 @@ public:
     EFI_HANDLE handle = nullptr; // nullptr: not present
     bool gone = false;           // pulled: never present again in this boot
 
-    // Installs an interface of `object` on the device's handle; the object is kept until the end of
-    // the boot. The device must be present.
+    // Installs an interface of an object that the device keeps on its handle. Nothing happens when
+    // the device is not present (a notification may have pulled it meanwhile).
     void Publish(const EFI_GUID& protocol, void* interface);
-    // Takes one interface back. False when somebody who has it open does not let go.
+    // Takes one interface back; true also when it is not published. False when somebody who has it
+    // open does not let go.
     bool Withdraw(const EFI_GUID& protocol);
     bool Publishes(const EFI_GUID& protocol) const;
+
+    // Every call of a protocol that the device publishes begins with this. A call of an interface
+    // that is not installed any more is a violation; answers a fault of the machine file for
+    // "Protocol.Member". May end the boot.
+    std::optional<EFI_STATUS> Enter(const char* protocol, const char* member,
+                                    const void* self) const;
 
     // Keeps an object with the device. `Find` gives the newest one of a type, or nullptr.
     template <class Object, class... Arguments>
@@ -99,8 +107,21 @@ private:
         EFI_GUID protocol;
         void* interface;
     };
+    // The record of the driver that made the handle.
+    struct Link {
+        EFI_HANDLE agent = nullptr; // nullptr: there is none
+        EFI_HANDLE controller = nullptr;
+        EFI_GUID protocol{};
+    };
     std::vector<std::unique_ptr<DeviceObject>> objects_;
     std::vector<Published> published_; // besides the device path, in the order of installation
+    Link link_;
+    // What the machine file says about its driver and its end.
+    std::string driver_; // of "drivers" that it waits for
+    EFI_STATUS startStatus_ = EFI_SUCCESS;
+    std::uint64_t failingStarts_ = 0; // still to come
+    std::optional<std::uint64_t> vanishAt_;
+    Device* hardware_ = this; // what comes and goes with it: see Devices.h
 };
 
 } // namespace sim

@@ -34,6 +34,14 @@ public:
     // Installs the driver binding on a new handle.
     void Install();
     EFI_HANDLE Handle() const { return handle_; }
+    // Runs once at power-on, when the handles of the roots and all driver bindings are there: for
+    // what the firmware has without connecting anything (a firmware volume, a RAM disk service).
+    virtual void PowerOn() {}
+    // Takes away a child that this driver has brought: its drivers are stopped, its interfaces and
+    // its handle go. False when one of its drivers does not let go; then the child stays.
+    bool Release(Device& child);
+    // Whether it drives the controller now.
+    bool IsDriving(EFI_HANDLE controller) const;
 
     Devices& devices;
     Platform& platform;
@@ -49,14 +57,15 @@ protected:
         return EFI_SUCCESS;
     }
     // The devices for which handles are made: those below the device that this driver sees. Gone
-    // ones are left out by the caller. New ones are made with Devices::Add.
+    // and present ones are left out by the caller. New ones are made with Devices::Add.
     virtual std::vector<Device*> Children(Device&, const EFI_DEVICE_PATH_PROTOCOL* /*remaining*/) {
         return {};
     }
     // Publishes what the child shows on its new handle.
     virtual void Bring(Device& /*child*/) {}
     // Runs when everything is started, and again for every further start of a driver that already
-    // drives the device and whose Again() says so (a USB bus asked for one more short-form path).
+    // drives the device and whose Again() says so (a USB bus asked for one more short-form path);
+    // such a start brings the children that are not there yet.
     virtual void Started(Device&, const EFI_DEVICE_PATH_PROTOCOL* /*remaining*/) {}
     virtual bool Again(const Device&, const EFI_DEVICE_PATH_PROTOCOL* /*remaining*/) const {
         return false;
@@ -74,6 +83,7 @@ private:
     static DeviceDriver& From(EFI_DRIVER_BINDING_PROTOCOL* self) {
         return *reinterpret_cast<Binding*>(self)->owner;
     }
+    EFI_STATUS BringChildren(Device& device, const EFI_DEVICE_PATH_PROTOCOL* remaining);
     static EFI_STATUS EFIAPI Supported(EFI_DRIVER_BINDING_PROTOCOL* self, EFI_HANDLE controller,
                                        EFI_DEVICE_PATH_PROTOCOL* remaining);
     static EFI_STATUS EFIAPI Start(EFI_DRIVER_BINDING_PROTOCOL* self, EFI_HANDLE controller,

@@ -4,15 +4,18 @@
 // Natural behaviour:
 // - A device of the machine file hangs from the device whose path is the longest beginning of its
 //   own. Nodes in between that no device describes become implied devices: a PciRoot node a root
-//   bridge, a Pci node a function whose class code follows from what hangs from it, a USB node a
-//   hub. A path that does not begin with a PciRoot node (a firmware volume, a memory-mapped device)
-//   is a root; its handle is there from power-on.
+//   bridge, a Pci node a function whose class code follows from what hangs from it, a USB node with
+//   another one behind it a hub; other nodes in between belong to the device itself. A path that
+//   does not begin with a PciRoot node (a firmware volume, a memory-mapped device) is a root. The
+//   handles of roots are there from power-on, but for RAM disks, which a service makes.
 // - "connect": {"status", "times"} makes the start of the driver of this device fail: always, or
 //   the first "times" times.
 // - "driver" names an entry of "drivers": until the dispatch with that number has loaded it, no
 //   driver wants the device.
 // - "vanishAt" pulls the device at that virtual time (milliseconds): its drivers are stopped, its
 //   handle and those below it go.
+// - These three of a NIC port, an NVMe namespace or a video output that stands alone behind an
+//   implied function hold for that function, which is what its driver starts on and what is pulled.
 #pragma once
 
 #include "sim/devices/Device.h"
@@ -21,6 +24,7 @@
 
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,21 +45,26 @@ public:
     Device* Find(std::string_view id) const;
     // The device that has this handle now; nullptr when none.
     Device* At(EFI_HANDLE handle) const;
-    // A device below `parent` (nullptr: a root) that differs from it by `node`. Drivers call it for
-    // what they find behind a device; the same node twice gives the same device. `place` is the
-    // JSON pointer of the section that describes it, if any.
+    // A device below `parent` (nullptr: a root) that differs from it by `node` (one node or more,
+    // without an end). Drivers call it for what they find behind a device; the same node twice
+    // gives the same device. `place` is the JSON pointer of the section that describes it, if any.
     Device& Add(Device* parent, std::span<const std::uint8_t> node, std::string kind,
                 std::string place = {});
 
     // ---- Presence
 
-    // Makes a handle with the device path for a device, as a child of `agent` on the handle of
-    // its parent (of `protocol`) when an agent is given. Does nothing when it is present or gone.
+    // Makes a handle with the device path for a device, as a child of `agent` when one is given:
+    // `protocol` of `controller` (nullptr: the handle of its parent) is opened for it. Does nothing
+    // when it is present or gone.
     EFI_STATUS Appear(Device& device, EFI_HANDLE agent = nullptr,
-                      const EFI_GUID* protocol = nullptr);
-    // Withdraws all interfaces and with them the handle. False when a driver does not let go.
+                      const EFI_GUID* protocol = nullptr, EFI_HANDLE controller = nullptr);
+    // Stops the drivers of the device, withdraws all interfaces and with them the handle. False
+    // when a driver does not let go; then everything stays.
     bool Disappear(Device& device);
+    // Stops the drivers of the device. False when one does not let go.
+    bool StopDrivers(Device& device);
     // Pulls a device: drivers stopped, handles gone (its own and all below), for the whole boot.
+    // Traces `device`.
     void Pull(Device& device);
 
     // ---- Drivers
@@ -66,32 +75,46 @@ public:
     bool IsDriverLoaded(const Device& device) const;
     // "connect": the status with which this start of the device's driver fails; EFI_SUCCESS
     // otherwise. Counts.
-    EFI_STATUS StartStatus(const Device& device);
+    EFI_STATUS StartStatus(Device& device);
 
     // A driver by its name ("PciBus"); nullptr when there is none.
     DeviceDriver* Driver(std::string_view name) const;
 
 private:
     struct LateDriver {
-        unsigned dispatch = 1; // number of the call of Dispatch() that loads it
+        std::uint64_t dispatch = 1; // number of the call of Dispatch() that loads it
         bool loaded = false;
     };
-    struct StartFault {
-        EFI_STATUS status;
-        std::uint64_t left; // failing starts still to come
+    // A device of the machine file.
+    struct Entry {
+        std::string id;
+        std::string place;
+        std::vector<std::uint8_t> nodes; // of its path, without the end
+    };
+    struct Vanishing {
+        Device* device;
+        EFI_EVENT timer = nullptr;
     };
 
-    void ReadDevice(const std::string& id, const std::string& place);
-    Device& Imply(std::span<const std::uint8_t> nodes);
-    void InferClasses();
+    // DeviceTree.cpp
+    std::vector<Entry> ReadEntries() const;
+    void BuildTree(const std::vector<Entry>& entries);
+    void Grow(const Entry& entry, const std::vector<Entry>& entries);
+    void ReadKeys(Device& device);
+    Device* FindPath(std::span<const std::uint8_t> nodes) const;
+
+    void ReadDrivers();
     void MakeDrivers();
+    void ArmVanishing(Device& device);
+    static void EFIAPI Vanish(EFI_EVENT event, void* context);
+    void MarkGone(Device& device);
+    void Remove(Device& device);
 
     std::vector<std::unique_ptr<Device>> all_; // in the order of the machine file, parents first
-    std::map<EFI_HANDLE, Device*> present_;
     std::vector<std::unique_ptr<DeviceDriver>> drivers_;
     std::map<std::string, LateDriver, std::less<>> lateDrivers_;
-    std::map<const Device*, StartFault> startFaults_;
-    unsigned dispatches_ = 0;
+    std::vector<std::unique_ptr<Vanishing>> vanishing_;
+    std::uint64_t dispatches_ = 0;
 };
 
 // Each makes the drivers of one field, in the order in which they are installed (PciDrivers.cpp,

@@ -51,6 +51,17 @@ constexpr std::array kCoreCalls = std::to_array<std::string_view>({
 constexpr std::array kCoreProtocols =
     std::to_array<std::string_view>({"Pcd", "GetPcdInfo", "WatchdogTimer"});
 
+// Protocols of devices and of what a machine may have, whose members are not looked at, as with
+// siblings.
+constexpr std::array kDeviceProtocols = std::to_array<std::string_view>({
+    // clang-format off
+    "BlockIo", "DeferredImageLoad", "DiskInfo", "DiskIo", "EdidActive", "EdidDiscovered", "File",
+    "FirmwareVolume2", "GraphicsConsole", "GraphicsOutput", "LoadFile", "NetworkInterfaceIdentifier",
+    "NvmExpressPassThru", "PciIo", "PciRootBridgeIo", "RamDisk", "SerialIo", "SimpleFileSystem",
+    "SimpleNetwork", "SuperIo", "Terminal", "Usb2HostController", "UsbHostController", "UsbIo",
+    // clang-format on
+});
+
 } // namespace
 
 bool IsCallName(std::string_view call) {
@@ -64,6 +75,10 @@ bool IsCallName(std::string_view call) {
     const std::string_view protocol = call.substr(0, dot);
     if (std::find(kCoreProtocols.begin(), kCoreProtocols.end(), protocol) != kCoreProtocols.end()) {
         return false; // all members of these stand above
+    }
+    if (std::find(kDeviceProtocols.begin(), kDeviceProtocols.end(), protocol) !=
+        kDeviceProtocols.end()) {
+        return true;
     }
     const auto& siblings = AllSiblingProtocols();
     return std::any_of(siblings.begin(), siblings.end(),

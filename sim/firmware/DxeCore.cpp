@@ -3,9 +3,8 @@
 #include "kelm/FileGuids.h"
 #include "library/pure/Crc32.h"
 #include "sim/firmware/CalendarTime.h"
-#include "sim/firmware/Keyboard.h"
+#include "sim/firmware/ConsoleSplitter.h"
 #include "sim/firmware/Platform.h"
-#include "sim/firmware/Screen.h"
 #include "sim/firmware/TraceText.h"
 #include "uefi/WatchdogTimerArch.h"
 
@@ -102,27 +101,13 @@ void DxeCore::Install() {
     systemTable_->RuntimeServices = runtimeServices_;
     systemTable_->ConfigurationTable = static_cast<EFI_CONFIGURATION_TABLE*>(
         memory.Allocate(kMaxConfigurationTables * sizeof(EFI_CONFIGURATION_TABLE), kOwnerFirmware));
-    InstallConsole();
-    UpdateCrc(systemTable_->Hdr);
+    platform_.splitter->Install();
+    SystemTableChanged();
     InstallConfigurationTable(gEfiDxeServicesTableGuid, dxeServices_);
 }
 
-void DxeCore::InstallConsole() {
-    platform_.keyboard->PowerOn();
-    EFI_HANDLE console = nullptr;
-    HandleDatabase& handles = *platform_.handles;
-    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_INPUT_PROTOCOL>::value,
-                    platform_.keyboard->Protocol());
-    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL>::value,
-                    platform_.keyboard->ProtocolEx());
-    handles.Install(&console, ProtocolGuid<EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL>::value,
-                    platform_.screen->Protocol());
-    systemTable_->ConsoleInHandle = console;
-    systemTable_->ConIn = platform_.keyboard->Protocol();
-    systemTable_->ConsoleOutHandle = console;
-    systemTable_->ConOut = platform_.screen->Protocol();
-    systemTable_->StandardErrorHandle = console;
-    systemTable_->StdErr = platform_.screen->Protocol();
+void DxeCore::SystemTableChanged() {
+    UpdateCrc(systemTable_->Hdr);
 }
 
 EFI_STATUS DxeCore::InstallConfigurationTable(const EFI_GUID& guid, void* table) {
@@ -146,7 +131,7 @@ EFI_STATUS DxeCore::InstallConfigurationTable(const EFI_GUID& guid, void* table)
         *last = {guid, table};
         systemTable_->NumberOfTableEntries++;
     }
-    UpdateCrc(systemTable_->Hdr);
+    SystemTableChanged();
     platform_.trace.Record("configuration-table", {{"guid", GuidText(guid)}, {"op", operation}});
     platform_.events->SignalGroup(guid, false);
     return EFI_SUCCESS;

@@ -23,13 +23,16 @@ public:
     DxeCore(const DxeCore&) = delete;
     DxeCore& operator=(const DxeCore&) = delete;
 
-    // Builds the tables in memory and installs the console handles.
+    // Builds the tables in memory and has the consoles installed.
     void Install();
 
     EFI_SYSTEM_TABLE* SystemTable() const { return systemTable_; }
     EFI_BOOT_SERVICES* BootServices() const { return bootServices_; }
     EFI_RUNTIME_SERVICES* RuntimeServices() const { return runtimeServices_; }
     EFI_DXE_SERVICES* DxeServices() const { return dxeServices_; }
+
+    // Whoever changes a field of the system table calls this: it makes the checksum right again.
+    void SystemTableChanged();
 
     // UEFI InstallConfigurationTable().
     EFI_STATUS InstallConfigurationTable(const EFI_GUID& guid, void* table);
@@ -55,8 +58,6 @@ public:
     MemorySpace memorySpace;
 
 private:
-    void InstallConsole();
-
     Platform& platform_;
     EFI_SYSTEM_TABLE* systemTable_ = nullptr;
     EFI_BOOT_SERVICES* bootServices_ = nullptr;

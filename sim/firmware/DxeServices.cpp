@@ -1,4 +1,5 @@
 // The DXE services table.
+#include "sim/devices/Devices.h"
 #include "sim/firmware/DxeCore.h"
 #include "sim/firmware/ServiceEntry.h"
 
@@ -85,7 +86,7 @@ EFI_STATUS EFIAPI Dispatch() {
     if (auto injected = Enter("Dispatch", TPL_NOTIFY)) {
         return *injected;
     }
-    return EFI_NOT_FOUND; // there are no further drivers
+    return Platform::Current().Get<Devices>().Dispatch() ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
 
 EFI_STATUS EFIAPI ProcessFirmwareVolume(const void* header, UINTN size, EFI_HANDLE* handle) {

@@ -331,6 +331,7 @@ void EventService::NoteIdlePoll() {
 }
 
 void EventService::NoteServiceCall() {
+    serviceCalls_++;
     const std::uint64_t now = platform_.clock->Now();
     if (now != busyTime_) {
         busyTime_ = now;

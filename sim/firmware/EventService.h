@@ -76,6 +76,8 @@ public:
     // Called from every service: a driver that calls services for ever in no time is stopped as if
     // it had used up its time.
     void NoteServiceCall();
+    // Calls so far.
+    std::uint64_t ServiceCalls() const { return serviceCalls_; }
 
     // Events that are not closed, in the order of their creation, from `sinceSequence` on. Take
     // NextSequence() before an operation to list what it left behind.
@@ -120,6 +122,7 @@ private:
     std::size_t idleTraceEvents_ = 0;
     std::uint64_t busyTime_ = 0; // the clock when busyCalls_ began to count
     std::uint64_t busyCalls_ = 0;
+    std::uint64_t serviceCalls_ = 0;
 };
 
 } // namespace sim

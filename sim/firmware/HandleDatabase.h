@@ -64,6 +64,8 @@ public:
                     EFI_HANDLE controller, UINT32 attributes);
     EFI_STATUS Close(EFI_HANDLE handle, const EFI_GUID& protocol, EFI_HANDLE agent,
                      EFI_HANDLE controller);
+    // Closes whatever the agent, an image that goes, has open anywhere.
+    void CloseAllOf(EFI_HANDLE agent);
     // EFI_NOT_FOUND when the protocol is not on the handle.
     EFI_STATUS Openers(EFI_HANDLE handle, const EFI_GUID& protocol,
                        std::vector<EFI_OPEN_PROTOCOL_INFORMATION_ENTRY>& entries) const;

@@ -4,6 +4,7 @@
 #include "sim/firmware/Platform.h"
 #include "uefi/Hob.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace sim {
@@ -63,6 +64,13 @@ void HobList::Install() {
     auto* table = static_cast<EFI_HOB_HANDOFF_INFO_TABLE*>(start_);
     table->EfiEndOfHobList = reinterpret_cast<UINT64>(start_) + bytes.size();
     platform_.core->InstallConfigurationTable(gEfiHobListGuid, start_);
+}
+
+const std::vector<UINT8>* HobList::Find(const EFI_GUID& guid) const {
+    const auto found =
+        std::find_if(extensions_.begin(), extensions_.end(),
+                     [&](const Extension& extension) { return extension.guid == guid; });
+    return found != extensions_.end() ? &found->data : nullptr;
 }
 
 } // namespace sim

@@ -22,6 +22,9 @@ public:
 
     // The list as it lies in memory; nullptr before Install().
     void* Start() const { return start_; }
+    // The data of the first extension with that GUID, as the machine file has it; nullptr when
+    // there is none.
+    const std::vector<UINT8>* Find(const EFI_GUID& guid) const;
 
 private:
     struct Extension {

@@ -2,10 +2,11 @@
 // image protocol on each image's handle.
 //
 // An image comes from the caller's buffer, or from the device path when a source of files knows it
-// (SetFileSource). Start, Exit and Unload call the image and may end the boot.
+// (AddFileSource). Start, Exit and Unload call the image and may end the boot.
 #pragma once
 
 #include "sim/firmware/BootLocal.h"
+#include "sim/firmware/ImagePolicy.h"
 #include "sim/firmware/PeImage.h"
 #include "uefi/BootServices.h"
 #include "uefi/DevicePath.h"
@@ -24,6 +25,7 @@ class Platform;
 
 class ImageService {
 public:
+    // Reads "security". Throws MachineFileError.
     explicit ImageService(Platform& platform);
     ~ImageService();
     ImageService(const ImageService&) = delete;
@@ -35,10 +37,17 @@ public:
     EFI_HANDLE FirmwareHandle() const { return firmware_; }
 
     // Reads the file that a device path names into `bytes` and tells the device that it lies on.
-    // Any status but EFI_SUCCESS is LoadImage()'s answer.
+    // EFI_NOT_FOUND: it is none of this source's, the next one is asked; any other error is
+    // LoadImage()'s answer.
     using FileSource = std::function<EFI_STATUS(EFI_DEVICE_PATH_PROTOCOL* path, bool bootPolicy,
                                                 std::vector<UINT8>& bytes, EFI_HANDLE* device)>;
-    void SetFileSource(FileSource source) { fileSource_ = std::move(source); }
+    void AddFileSource(FileSource source) { fileSources_.push_back(std::move(source)); }
+    // What the platform thinks of an image by its path, wherever its bytes come from, besides what
+    // the machine file's "security" says. EFI_SECURITY_VIOLATION: it is loaded, but StartImage()
+    // refuses it with the same status; any other error: it is not loaded. Either is LoadImage()'s
+    // answer.
+    using Policy = std::function<EFI_STATUS(const EFI_DEVICE_PATH_PROTOCOL* path)>;
+    void SetPolicy(Policy policy) { policy_ = std::move(policy); }
 
     // The driver, linked into this program or as an image. `fileName` stands in traces.
     // EFI_OUT_OF_RESOURCES, or the status of the PE result when the image is bad.
@@ -56,6 +65,8 @@ public:
     EFI_HANDLE Running() const { return running_; }
     // Its name when it is a PE image; nullptr otherwise.
     const char* RunningPe() const;
+    // Whether it is an application, which may do anything wrong.
+    bool RunsApplication() const;
     // The name of the image that an address lies in, with the offset ("KelmBdsDxe+0x1234"); empty
     // when in none.
     std::string Locate(UINT64 address) const;
@@ -64,9 +75,12 @@ public:
 private:
     struct Image;
     Image* Find(EFI_HANDLE handle);
+    EFI_STATUS Judge(const EFI_DEVICE_PATH_PROTOCOL* path) const;
+    EFI_STATUS ReadFile(EFI_DEVICE_PATH_PROTOCOL* path, bool bootPolicy, std::vector<UINT8>& bytes,
+                        EFI_HANDLE* device) const;
     EFI_STATUS AddImage(std::span<const UINT8> bytes, EFI_HANDLE parent,
                         EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE device, const std::string& name,
-                        EFI_HANDLE* handle);
+                        EFI_STATUS trust, EFI_HANDLE* handle);
     EFI_STATUS Publish(BootLocal<std::unique_ptr<Image>>& local, EFI_HANDLE* handle);
     EFI_STATUS RunEntry(Image& image);
     void Remove(EFI_HANDLE handle);
@@ -74,7 +88,9 @@ private:
 
     Platform& platform_;
     PeImageRegion region_;
-    FileSource fileSource_;
+    std::vector<FileSource> fileSources_;
+    ImagePolicy security_;
+    Policy policy_;
     EFI_HANDLE firmware_ = nullptr;
     EFI_HANDLE running_ = nullptr;
     std::map<EFI_HANDLE, std::unique_ptr<Image>> images_;

@@ -5,6 +5,7 @@
 #include "sim/firmware/Sanitizer.h"
 
 #include <sys/mman.h>
+#include <sys/time.h>
 
 #include <stdexcept>
 
@@ -108,19 +109,33 @@ InstructionTrap::InstructionTrap(SimulatedCpu& cpu, FaultHandler onFault)
     // Not deferred: the handler may be left for good, with no return that would unblock the signal.
     struct sigaction action = {};
     action.sa_sigaction = &InstructionTrap::OnSignal;
-    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK | SA_RESTART;
     mNewest = this;
     for (std::size_t i = 0; i < std::size(kTrappedSignals); ++i)
         sigaction(kTrappedSignals[i], &action, &before_[i]);
 }
 
 InstructionTrap::~InstructionTrap() {
+    if (onTick_)
+        SetTickTime(0);
     for (std::size_t i = 0; i < std::size(kTrappedSignals); ++i)
         sigaction(kTrappedSignals[i], &before_[i], nullptr);
     sigaltstack(&stackBefore_, nullptr);
     Unpoison(stack_, kHandlerStackSize);
     munmap(stack_, kHandlerStackSize);
     mNewest = previous_;
+}
+
+void InstructionTrap::SetTick(unsigned milliseconds, TickHandler onTick) {
+    onTick_ = std::move(onTick);
+    SetTickTime(milliseconds);
+}
+
+void InstructionTrap::SetTickTime(unsigned milliseconds) {
+    itimerval timer = {};
+    timer.it_interval = {milliseconds / 1000, static_cast<suseconds_t>(milliseconds % 1000 * 1000)};
+    timer.it_value = timer.it_interval;
+    setitimer(ITIMER_VIRTUAL, &timer, nullptr);
 }
 
 // A handler that was left for good has not cleaned up its frames in the sanitizer's eyes; whatever
@@ -141,11 +156,17 @@ void InstructionTrap::Dispatch(int signal, siginfo_t* info, void* context) {
             return;
         oldest = trap;
     }
-    if (oldest != nullptr)
+    // A tick that nobody wants any more is over.
+    if (oldest != nullptr && signal != SIGVTALRM)
         oldest->PassOn(signal, info, context);
 }
 
 bool InstructionTrap::Handle(int signal, const siginfo_t& info, ucontext_t& context) {
+    if (signal == SIGVTALRM) {
+        if (onTick_ && Fiber::Current() != nullptr)
+            onTick_(Register(context, REG_RIP));
+        return onTick_ != nullptr;
+    }
     const bool memoryFault = signal == SIGSEGV || signal == SIGBUS;
     const bool privileged = signal == SIGSEGV && info.si_code == SI_KERNEL;
     const UINT64 ip = Register(context, REG_RIP);

@@ -25,7 +25,7 @@ struct CpuFault {
     bool stackOverflow; // `address` lies on the guard of the current fiber
 };
 
-inline constexpr int kTrappedSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP};
+inline constexpr int kTrappedSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGVTALRM};
 
 class InstructionTrap {
 public:
@@ -43,6 +43,14 @@ public:
     InstructionTrap(const InstructionTrap&) = delete;
     InstructionTrap& operator=(const InstructionTrap&) = delete;
 
+    // Called from time to time while armed, with the address of the instruction that runs then on a
+    // fiber: every `milliseconds` of processor time that this process uses. Where the instruction
+    // belongs to the simulator, anything may be half done: the function returns at once. Otherwise
+    // it may do what a fault handler may. 0 stops the ticks.
+    using TickHandler = std::function<void(UINT64 ip)>;
+    void SetTick(unsigned milliseconds, TickHandler onTick);
+    void SetTickTime(unsigned milliseconds);
+
     void Arm() { armed_ = true; }
     void Disarm() { armed_ = false; }
     bool Armed() const { return armed_; }
@@ -58,6 +66,7 @@ private:
 
     SimulatedCpu& cpu_;
     FaultHandler onFault_;
+    TickHandler onTick_;
     bool armed_ = false;
     UINT64 count_ = 0;
     InstructionTrap* previous_;

@@ -3,6 +3,8 @@
 #include "library/pure/Ucs2.h"
 #include "sim/firmware/Clock.h"
 #include "sim/firmware/EventService.h"
+#include "sim/firmware/HandleDatabase.h"
+#include "sim/firmware/Violations.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -123,9 +125,16 @@ std::optional<EFI_KEY_DATA> Keyboard::Next() {
     return key;
 }
 
+std::optional<EFI_STATUS> Keyboard::Enter(const char* call, const void* self) {
+    if (platform_.handles->WasUninstalled(self)) {
+        platform_.violations->Record(fmt::format("{} called after it was uninstalled", call));
+    }
+    return platform_.EnterService(call, TPL_CALLBACK);
+}
+
 EFI_STATUS EFIAPI Keyboard::Reset(EFI_SIMPLE_TEXT_INPUT_PROTOCOL* self, BOOLEAN) {
     Keyboard& keyboard = From(self);
-    if (auto fault = keyboard.platform_.EnterService("SimpleTextInput.Reset", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInput.Reset", self)) {
         return *fault;
     }
     keyboard.Empty();
@@ -135,8 +144,7 @@ EFI_STATUS EFIAPI Keyboard::Reset(EFI_SIMPLE_TEXT_INPUT_PROTOCOL* self, BOOLEAN)
 EFI_STATUS EFIAPI Keyboard::ReadKeyStroke(EFI_SIMPLE_TEXT_INPUT_PROTOCOL* self,
                                           EFI_INPUT_KEY* key) {
     Keyboard& keyboard = From(self);
-    if (auto fault =
-            keyboard.platform_.EnterService("SimpleTextInput.ReadKeyStroke", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInput.ReadKeyStroke", self)) {
         return *fault;
     }
     if (key == nullptr) {
@@ -152,7 +160,7 @@ EFI_STATUS EFIAPI Keyboard::ReadKeyStroke(EFI_SIMPLE_TEXT_INPUT_PROTOCOL* self,
 
 EFI_STATUS EFIAPI Keyboard::ResetEx(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* self, BOOLEAN) {
     Keyboard& keyboard = From(self);
-    if (auto fault = keyboard.platform_.EnterService("SimpleTextInputEx.Reset", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInputEx.Reset", self)) {
         return *fault;
     }
     keyboard.Empty();
@@ -162,8 +170,7 @@ EFI_STATUS EFIAPI Keyboard::ResetEx(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* self, BOO
 EFI_STATUS EFIAPI Keyboard::ReadKeyStrokeEx(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* self,
                                             EFI_KEY_DATA* key) {
     Keyboard& keyboard = From(self);
-    if (auto fault =
-            keyboard.platform_.EnterService("SimpleTextInputEx.ReadKeyStrokeEx", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInputEx.ReadKeyStrokeEx", self)) {
         return *fault;
     }
     if (key == nullptr) {
@@ -182,7 +189,7 @@ EFI_STATUS EFIAPI Keyboard::ReadKeyStrokeEx(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* s
 EFI_STATUS EFIAPI Keyboard::SetState(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* self,
                                      EFI_KEY_TOGGLE_STATE* state) {
     Keyboard& keyboard = From(self);
-    if (auto fault = keyboard.platform_.EnterService("SimpleTextInputEx.SetState", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInputEx.SetState", self)) {
         return *fault;
     }
     if (state == nullptr) {
@@ -202,8 +209,7 @@ EFI_STATUS EFIAPI Keyboard::RegisterKeyNotify(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL*
                                               EFI_KEY_DATA* key, EFI_KEY_NOTIFY_FUNCTION function,
                                               void** handle) {
     Keyboard& keyboard = From(self);
-    if (auto fault =
-            keyboard.platform_.EnterService("SimpleTextInputEx.RegisterKeyNotify", TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInputEx.RegisterKeyNotify", self)) {
         return *fault;
     }
     if (key == nullptr || function == nullptr || handle == nullptr) {
@@ -217,8 +223,7 @@ EFI_STATUS EFIAPI Keyboard::RegisterKeyNotify(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL*
 EFI_STATUS EFIAPI Keyboard::UnregisterKeyNotify(EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* self,
                                                 void* handle) {
     Keyboard& keyboard = From(self);
-    if (auto fault = keyboard.platform_.EnterService("SimpleTextInputEx.UnregisterKeyNotify",
-                                                     TPL_CALLBACK)) {
+    if (auto fault = keyboard.Enter("SimpleTextInputEx.UnregisterKeyNotify", self)) {
         return *fault;
     }
     const auto found =

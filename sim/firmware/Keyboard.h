@@ -47,6 +47,19 @@ public:
     // Notifications that were registered and not taken back.
     std::size_t NotificationCount() const { return notifications_.size(); }
 
+    // The tables of a keyboard, each with the keyboard behind it. Other devices that the person can
+    // type on show copies of their own (sim/devices/KeyboardPort.h).
+    struct Table {
+        EFI_SIMPLE_TEXT_INPUT_PROTOCOL protocol{};
+        Keyboard* owner = nullptr;
+    };
+    struct TableEx {
+        EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL protocol{};
+        Keyboard* owner = nullptr;
+    };
+    const Table& InputTable() const { return table_; }
+    const TableEx& InputTableEx() const { return tableEx_; }
+
 private:
     struct Notification {
         EFI_KEY_DATA key{};
@@ -56,14 +69,6 @@ private:
         std::uint64_t time;
         std::string name;
         EFI_KEY_DATA data;
-    };
-    struct Table {
-        EFI_SIMPLE_TEXT_INPUT_PROTOCOL protocol{};
-        Keyboard* owner = nullptr;
-    };
-    struct TableEx {
-        EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL protocol{};
-        Keyboard* owner = nullptr;
     };
 
     static Keyboard& From(EFI_SIMPLE_TEXT_INPUT_PROTOCOL* self) {
@@ -90,6 +95,8 @@ private:
     static void EFIAPI OnWait(EFI_EVENT event, void* context);
     static void EFIAPI OnNotify(EFI_EVENT event, void* context);
 
+    // Every call of a table begins with this.
+    std::optional<EFI_STATUS> Enter(const char* call, const void* self);
     void Empty();
     std::optional<EFI_KEY_DATA> Next();
 

@@ -151,6 +151,17 @@ EFI_STATUS HandleDatabase::Close(EFI_HANDLE handle, const EFI_GUID& protocol, EF
     return closed != 0 ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
 
+void HandleDatabase::CloseAllOf(EFI_HANDLE agent) {
+    for (auto& [handle, item] : handles_) {
+        for (Interface& interface : item.interfaces) {
+            std::erase_if(interface.openers,
+                          [&](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
+                              return opener.AgentHandle == agent;
+                          });
+        }
+    }
+}
+
 EFI_STATUS
 HandleDatabase::Openers(EFI_HANDLE handle, const EFI_GUID& protocol,
                         std::vector<EFI_OPEN_PROTOCOL_INFORMATION_ENTRY>& entries) const {

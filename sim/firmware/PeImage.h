@@ -84,6 +84,11 @@ public:
     static constexpr UINT64 kDefaultBase = 0x60000000u;
     static constexpr UINT64 kDefaultSize = 0x1F000000u;
 
+    // Whether an address is one that the default region hands out.
+    static constexpr bool Holds(UINT64 address) {
+        return address >= kDefaultBase && address - kDefaultBase < kDefaultSize;
+    }
+
     explicit PeImageRegion(UINT64 base = kDefaultBase, UINT64 size = kDefaultSize);
 
     // Returns the lowest free page-aligned range of `size` bytes, 0 when there is none.

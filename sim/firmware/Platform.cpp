@@ -1,6 +1,7 @@
 #include "sim/firmware/Platform.h"
 
 #include "sim/firmware/Clock.h"
+#include "sim/firmware/ConsoleSplitter.h"
 #include "sim/firmware/DriverModel.h"
 #include "sim/firmware/DxeCore.h"
 #include "sim/firmware/Faults.h"
@@ -9,7 +10,9 @@
 #include "sim/firmware/ImageService.h"
 #include "sim/firmware/InstructionTrap.h"
 #include "sim/firmware/Keyboard.h"
+#include "sim/firmware/PageTables.h"
 #include "sim/firmware/PcdDatabase.h"
+#include "sim/firmware/PeImage.h"
 #include "sim/firmware/PhaseWatch.h"
 #include "sim/firmware/Screen.h"
 #include "sim/firmware/TraceText.h"
@@ -40,11 +43,32 @@ constexpr const char* kDriverName = "KelmBdsDxe";
 constexpr std::size_t kStackSize = 4u << 20; // sanitized code needs far more than firmware has
 constexpr std::uint64_t kSecond = 1000000;
 
+// An image that computes without any call for this many ticks of host time is one that waits: from
+// then on a second of virtual time passes with each of the short ticks, until it calls.
+constexpr unsigned kSilentTicks = 8;
+constexpr unsigned kTickMilliseconds = 250;
+constexpr unsigned kShortTickMilliseconds = 5;
+
 Platform* mCurrent = nullptr;
 
 bool IsOwnCode(UINT64 address) {
     return address >= reinterpret_cast<UINT64>(&__executable_start) &&
            address < reinterpret_cast<UINT64>(&etext);
+}
+
+// What the processor found wrong.
+std::string ExceptionText(const CpuFault& fault) {
+    switch (fault.signal) {
+    case SIGFPE:
+        return "division";
+    case SIGILL:
+        return "invalid instruction";
+    case SIGTRAP:
+        return "breakpoint";
+    default:
+        return fault.address != 0 ? "access to " + HexNumber(fault.address)
+                                  : "address 0 or general protection";
+    }
 }
 
 // Code of a library that this program uses, for instance a copy on behalf of a service.
@@ -66,6 +90,8 @@ struct Platform::Boot {
     bool ended = false;
     bool driverIsPe = false;
     bool faulted = false; // a processor exception is being told
+    unsigned silentTicks = 0;
+    std::uint64_t callsAtTick = 0;
 };
 
 std::string_view EndReasonText(EndReason reason) {
@@ -131,8 +157,10 @@ Platform::Platform(const MachineDescription& machineIn, NvStore& storeIn, Trace&
         variables = std::make_unique<VariableService>(*this);
         pcds = std::make_unique<PcdDatabase>(*this);
         hobs = std::make_unique<HobList>(*this);
+        pageTables = std::make_unique<PageTables>(*this);
         screen = std::make_unique<Screen>(*this);
         keyboard = std::make_unique<Keyboard>(*this);
+        splitter = std::make_unique<ConsoleSplitter>(*this);
         watchdog = std::make_unique<Watchdog>(*this);
         core = std::make_unique<DxeCore>(*this);
         siblings = MakeSiblings(*this);
@@ -227,6 +255,9 @@ BootResult Platform::Run(const DriverImage& driver, const Prepare& prepare) {
     boot.result.time = clock->Now();
     boot.result.violations = violations->All();
     boot.result.screen = screen->Lines();
+    for (const ConsoleSplitter::Output& output : splitter->Outputs()) {
+        boot.result.outputs.push_back({output.device, output.screen->Lines()});
+    }
     return boot.result;
 }
 
@@ -234,6 +265,7 @@ void Platform::PowerOn(const Prepare& prepare) {
     core->Install();
     images->Install();
     hobs->Install();
+    pageTables->Install();
     pcds->Install();
     watchdog->Install();
     for (auto& sibling : siblings) {
@@ -286,7 +318,33 @@ void Platform::RunsImages() {
         violations->Record(boot_->detail.data());
         End(EndReason::Halted, boot_->detail.data());
     });
+    boot_->trap->SetTick(kTickMilliseconds, [this](UINT64 ip) { Tick(ip); });
     boot_->trap->Arm();
+}
+
+// The timer interrupt of an image that does not call.
+void Platform::Tick(std::uint64_t ip) {
+    Boot& boot = *boot_;
+    if (boot.ended || !PeImageRegion::Holds(ip)) {
+        return;
+    }
+    const std::uint64_t calls = events->ServiceCalls();
+    if (calls != boot.callsAtTick) {
+        boot.callsAtTick = calls;
+        if (boot.silentTicks >= kSilentTicks) {
+            boot.trap->SetTickTime(kTickMilliseconds);
+        }
+        boot.silentTicks = 0;
+        return;
+    }
+    boot.silentTicks++;
+    if (boot.silentTicks == kSilentTicks) {
+        boot.trap->SetTickTime(kShortTickMilliseconds);
+    } else if (boot.silentTicks > kSilentTicks) {
+        clock->Advance(kSecond);
+        // What happened meanwhile was not the image's doing.
+        boot.callsAtTick = events->ServiceCalls();
+    }
 }
 
 // Writes what happened into the boot's detail. False when it is our own fault, which a debugger or
@@ -296,9 +354,12 @@ bool Platform::Describe(const CpuFault& fault) {
     const std::size_t room = boot_->detail.size();
     const std::string where = images->Locate(fault.ip);
     if (fault.stackOverflow || !where.empty()) {
-        std::snprintf(detail, room, "%s in %s",
-                      fault.stackOverflow ? "stack overflow" : "processor exception",
-                      where.c_str());
+        if (fault.stackOverflow) {
+            std::snprintf(detail, room, "stack overflow in %s", where.c_str());
+        } else {
+            std::snprintf(detail, room, "processor exception (%s) in %s",
+                          ExceptionText(fault).c_str(), where.c_str());
+        }
         return true;
     }
     const char* culprit = images->RunningPe();
@@ -308,12 +369,12 @@ bool Platform::Describe(const CpuFault& fault) {
     if (culprit == nullptr) {
         return false;
     }
-    if (IsOwnCode(fault.ip)) {
+    if (IsOwnCode(fault.ip) && !images->RunsApplication()) {
         std::fprintf(stderr, "processor exception in the server's own code while %s runs\n",
                      culprit);
         return false;
     }
-    if (IsLibraryCode(fault.ip)) {
+    if (IsOwnCode(fault.ip) || IsLibraryCode(fault.ip)) {
         // The place is the host's; what was touched is the image's.
         std::snprintf(detail, room, "processor exception in a service that %s called, at %s",
                       culprit, HexNumber(fault.address).c_str());

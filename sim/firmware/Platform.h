@@ -41,11 +41,13 @@ class ImageService;
 class VariableService;
 class PcdDatabase;
 class HobList;
+class PageTables;
 class Watchdog;
 class DxeCore;
 class Sibling;
 class Screen;
 class Keyboard;
+class ConsoleSplitter;
 class NvStore;
 struct CpuFault;
 
@@ -75,8 +77,14 @@ struct BootResult {
     std::string detail;     // one sentence for people, may be empty
     std::uint64_t time = 0; // virtual microseconds since power-on
     std::vector<std::string> violations;
-    std::vector<std::string>
-        screen; // the lines of the console screen at the end, trailing blanks cut
+    // The lines of the console screen at the end, trailing blanks cut.
+    std::vector<std::string> screen;
+    // The same for each output that the console or standard error had at the end.
+    struct Output {
+        std::string device;
+        std::vector<std::string> lines;
+    };
+    std::vector<Output> outputs;
 };
 
 class Platform {
@@ -113,7 +121,8 @@ public:
 
     // Code that is loaded is about to run: from now on its privileged instructions are carried out,
     // and a processor exception in it, or in a place that it should not have jumped to, ends the
-    // boot.
+    // boot. While it calls no service for long, virtual time passes on its own, so that timers and
+    // the watchdog reach an image that loops.
     void RunsImages();
 
     // A number of the machine file's "limits", or `otherwise`.
@@ -149,8 +158,10 @@ public:
     std::unique_ptr<VariableService> variables;
     std::unique_ptr<PcdDatabase> pcds;
     std::unique_ptr<HobList> hobs;
+    std::unique_ptr<PageTables> pageTables;
     std::unique_ptr<Screen> screen;
     std::unique_ptr<Keyboard> keyboard;
+    std::unique_ptr<ConsoleSplitter> splitter; // ConIn, ConOut and StdErr
     std::unique_ptr<Watchdog> watchdog;
     std::unique_ptr<DxeCore> core; // system table, boot, runtime and DXE services tables
     std::vector<std::unique_ptr<Sibling>> siblings;
@@ -168,6 +179,7 @@ private:
     [[noreturn]] void RunDriver(const DriverImage& driver);
     [[noreturn]] void LosePower(const char* call);
     bool Describe(const CpuFault& fault);
+    void Tick(std::uint64_t ip);
     std::optional<EFI_STATUS> Inject(const char* call);
 
     std::unique_ptr<Boot> boot_;

@@ -1,284 +1,216 @@
 #include "sim/firmware/Screen.h"
 
 #include "uefi/BootServices.h"
-#include "uefi/SimpleTextInput.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 
 namespace sim {
 
-namespace {
-
-constexpr std::uint8_t kDefaultAttribute = EFI_TEXT_ATTR(EFI_LIGHTGRAY, EFI_BLACK);
-constexpr UINTN kAttributeMask = 0x7F;
-// Characters of the HII font protocol that choose between narrow and wide glyphs.
-constexpr char16_t kNarrowCharacters = 0xFFF0;
-constexpr char16_t kWideCharacters = 0xFFF1;
-
-// What a call with a null text writes: nothing.
-std::u16string_view View(const CHAR16* text) {
-    return text == nullptr ? std::u16string_view() : std::u16string_view(text);
-}
-
-} // namespace
-
-Screen::Screen(Platform& platform) : platform_(platform), modes_{{80, 25}, {80, 50}, {100, 31}} {
+ConsoleModes ReadConsoleModes(const MachineDescription& machine) {
     const auto size = [&](const char* place, std::size_t fallback) {
-        const Json& value = platform.machine.At(place);
-        return value.is_null() ? fallback : ReadNumber(platform.machine, value, place);
+        const Json& value = machine.At(place);
+        return value.is_null() ? fallback : std::size_t(ReadNumber(machine, value, place));
     };
-    const Mode wanted = {size("/console/columns", 80), size("/console/rows", 25)};
-    const auto same = [&](const Mode& mode) {
-        return mode.columns == wanted.columns && mode.rows == wanted.rows;
-    };
-    if (std::none_of(modes_.begin(), modes_.end(), same)) {
-        modes_.push_back(wanted);
+    const TextScreen::Mode wanted = {size("/console/columns", 80), size("/console/rows", 25)};
+    ConsoleModes modes = {StandardTextModes(), 0};
+    const auto found = std::find(modes.modes.begin(), modes.modes.end(), wanted);
+    modes.first = std::size_t(found - modes.modes.begin());
+    if (found == modes.modes.end()) {
+        modes.modes.push_back(wanted);
     }
-    const auto first = std::find_if(modes_.begin(), modes_.end(), same);
-
-    table_.owner = this;
-    table_.protocol = {&Reset,        &OutputString, &TestString,        &QueryMode,    &SetMode,
-                       &SetAttribute, &ClearScreen,  &SetCursorPosition, &EnableCursor, &mode_};
-    mode_.MaxMode = INT32(modes_.size());
-    mode_.Attribute = kDefaultAttribute;
-    mode_.CursorVisible = TRUE;
-    UseMode(std::size_t(first - modes_.begin()));
+    return modes;
 }
 
-std::string Screen::Line(std::size_t row) const {
-    std::u16string text;
-    for (std::size_t column = 0; column < columns_; column++) {
-        text += At(column, row).character;
+Screen::Screen(Platform& owner, Tracing tracing)
+    : TextOutput(owner, "SimpleTextOutput", ReadConsoleModes(owner.machine).modes,
+                 ReadConsoleModes(owner.machine).first),
+      traced_(tracing == Tracing::On),
+      wanted_(Size()) {}
+
+// ---- Outputs
+
+void Screen::Attach(TextOutput& output) {
+    const bool first = !IsSeen();
+    outputs_.push_back(&output);
+    if (first) {
+        TakeFirst(output);
+    } else {
+        KeepCommonModes(output);
     }
-    text.erase(text.find_last_not_of(u' ') + 1);
-    return ToUtf8(text);
+    BringUp(output);
 }
 
-std::vector<std::string> Screen::Lines() const {
-    std::vector<std::string> lines;
-    for (std::size_t row = 0; row < rows_; row++) {
-        lines.push_back(Line(row));
-    }
-    while (!lines.empty() && lines.back().empty()) {
-        lines.pop_back();
-    }
-    return lines;
+void Screen::Detach(TextOutput& output) {
+    std::erase(outputs_, &output);
 }
 
-std::string Screen::Text() const {
-    std::string text;
-    for (const std::string& line : Lines()) {
-        text += line + '\n';
+// The console begins afresh with the modes of its only output.
+void Screen::TakeFirst(const TextOutput& output) {
+    const Mode before = Size();
+    ReplaceModes(output.Modes());
+    UseMode(ModeOf(wanted_).value_or(0));
+    if (Size() != before) {
+        TraceMode();
     }
-    return text;
+    if (!Written().empty()) {
+        Trace("screen-clear");
+    }
 }
 
-bool Screen::HasGlyph(char16_t character) {
-    const bool control = character < 0x20 || (character >= 0x7F && character < 0xA0);
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    const bool privateUse = character >= 0xE000 && character <= 0xF8FF;
-    return !control && !surrogate && !privateUse && character < 0xFFF0;
+void Screen::KeepCommonModes(const TextOutput& output) {
+    const Mode current = Size();
+    std::vector<Mode> common = Modes();
+    std::erase_if(common, [&](const Mode& mode) { return !output.ModeOf(mode); });
+    ReplaceModes(std::move(common));
+    if (const auto mode = ModeOf(current)) {
+        record_.Mode = INT32(*mode);
+    } else {
+        static_cast<void>(SetMode(0));
+    }
 }
 
-void Screen::UseMode(std::size_t mode) {
-    mode_.Mode = INT32(mode);
-    columns_ = modes_[mode].columns;
-    rows_ = modes_[mode].rows;
-    cells_.assign(columns_ * rows_, Cell());
-    Blank();
+void Screen::BringUp(TextOutput& output) {
+    EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* out = output.Protocol();
+    // An output that fails here fails again when it is written to.
+    static_cast<void>(out->SetMode(out, output.ModeOf(Size()).value_or(0)));
+    static_cast<void>(out->SetAttribute(out, UINTN(record_.Attribute)));
+    static_cast<void>(out->ClearScreen(out));
+    static_cast<void>(
+        out->SetCursorPosition(out, UINTN(record_.CursorColumn), UINTN(record_.CursorRow)));
+    static_cast<void>(out->EnableCursor(out, record_.CursorVisible));
 }
 
-void Screen::Blank() {
-    std::fill(cells_.begin(), cells_.end(), Cell{u' ', std::uint8_t(mode_.Attribute)});
-    mode_.CursorColumn = 0;
-    mode_.CursorRow = 0;
+// The calls of all outputs; an error of any of them, else a warning, is the answer.
+template <class Call>
+EFI_STATUS Screen::Forward(EFI_STATUS own, Call call) {
+    EFI_STATUS status = own;
+    // By index: an output may go while another one takes its time.
+    for (std::size_t i = 0; i < outputs_.size(); i++) {
+        const EFI_STATUS answer = call(*outputs_[i]);
+        if (EFI_ERROR(answer) || status == EFI_SUCCESS) {
+            status = answer;
+        }
+    }
+    return status;
 }
 
-void Screen::NextRow() {
-    if (std::size_t(mode_.CursorRow) + 1 < rows_) {
-        mode_.CursorRow++;
-        return;
-    }
-    scrolledOff_.push_back(Line(0));
-    std::move(cells_.begin() + std::ptrdiff_t(columns_), cells_.end(), cells_.begin());
-    std::fill(cells_.end() - std::ptrdiff_t(columns_), cells_.end(),
-              Cell{u' ', std::uint8_t(mode_.Attribute)});
-}
+// ---- Tracing
 
-bool Screen::Write(char16_t character) {
-    switch (character) {
-    case CHAR_BACKSPACE:
-        mode_.CursorColumn = std::max(mode_.CursorColumn - 1, 0);
-        return true;
-    case CHAR_LINEFEED:
-        NextRow();
-        return true;
-    case CHAR_CARRIAGE_RETURN:
-        mode_.CursorColumn = 0;
-        return true;
-    default:
-        break;
+void Screen::Trace(std::string_view event, const Json& fields) {
+    if (traced_ && IsSeen()) {
+        platform.trace.Record(event, fields);
     }
-    if (character == kNarrowCharacters || character == kWideCharacters) {
-        return true; // they choose a font and are not written
-    }
-    if (!HasGlyph(character)) {
-        return false;
-    }
-    cells_[std::size_t(mode_.CursorRow) * columns_ + std::size_t(mode_.CursorColumn)] = {
-        character, std::uint8_t(mode_.Attribute)};
-    if (std::size_t(++mode_.CursorColumn) == columns_) {
-        mode_.CursorColumn = 0;
-        NextRow();
-    }
-    return true;
 }
 
 void Screen::TraceMode() {
-    platform_.trace.Record("screen-mode",
-                           {{"mode", mode_.Mode}, {"columns", columns_}, {"rows", rows_}});
+    Trace("screen-mode", {{"mode", record_.Mode}, {"columns", Columns()}, {"rows", Rows()}});
 }
 
 void Screen::TraceAttribute() {
-    platform_.trace.Record("screen-attribute", {{"value", mode_.Attribute}});
+    Trace("screen-attribute", {{"value", record_.Attribute}});
 }
 
 void Screen::TraceCursor() {
-    platform_.trace.Record("screen-cursor", {{"column", mode_.CursorColumn},
-                                             {"row", mode_.CursorRow},
-                                             {"visible", mode_.CursorVisible != FALSE}});
+    Trace("screen-cursor", {{"column", record_.CursorColumn},
+                            {"row", record_.CursorRow},
+                            {"visible", record_.CursorVisible != FALSE}});
 }
 
-EFI_STATUS EFIAPI Screen::Reset(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, BOOLEAN) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.Reset", TPL_NOTIFY)) {
-        return *fault;
-    }
-    if (screen.mode_.Attribute != kDefaultAttribute) {
-        screen.mode_.Attribute = kDefaultAttribute;
-        screen.TraceAttribute();
-    }
-    if (screen.mode_.Mode != 0) {
-        screen.UseMode(0);
-        screen.TraceMode();
-    }
-    screen.Blank();
-    screen.platform_.trace.Record("screen-clear");
-    return EFI_SUCCESS;
+// ---- The calls
+
+std::optional<EFI_STATUS> Screen::Enter(const char* member) {
+    std::array<char, 64> call; // on the stack: the fault may cut the power
+    std::snprintf(call.data(), call.size(), "%s.%s", callName_, member);
+    return platform.EnterService(call.data(), TPL_NOTIFY);
 }
 
-EFI_STATUS EFIAPI Screen::OutputString(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, const CHAR16* text) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.OutputString", TPL_NOTIFY)) {
-        return *fault;
+EFI_STATUS Screen::Reset(bool extended) {
+    const bool recoloured = record_.Attribute != kDefaultAttribute;
+    const bool resized = record_.Mode != 0;
+    static_cast<void>(TextOutput::Reset(extended));
+    if (recoloured) {
+        TraceAttribute();
     }
-    bool complete = true;
-    for (char16_t character : View(text)) {
-        complete = screen.Write(character) && complete;
+    if (resized) {
+        TraceMode();
     }
-    const std::string utf8 = ToUtf8(View(text));
-    screen.written_ += utf8;
-    screen.platform_.trace.Record("screen", {{"text", utf8}});
-    return complete ? EFI_SUCCESS : EFI_WARN_UNKNOWN_GLYPH;
-}
-
-EFI_STATUS EFIAPI Screen::TestString(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, const CHAR16* text) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.TestString", TPL_NOTIFY)) {
-        return *fault;
-    }
-    const std::u16string_view view = View(text);
-    const bool complete = std::all_of(view.begin(), view.end(), [](char16_t character) {
-        return HasGlyph(character) || character == CHAR_BACKSPACE || character == CHAR_LINEFEED ||
-               character == CHAR_CARRIAGE_RETURN;
+    Trace("screen-clear");
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->Reset(output.Protocol(), extended ? TRUE : FALSE);
     });
-    return complete ? EFI_SUCCESS : EFI_UNSUPPORTED;
 }
 
-EFI_STATUS EFIAPI Screen::QueryMode(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN mode,
-                                    UINTN* columns, UINTN* rows) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.QueryMode", TPL_NOTIFY)) {
-        return *fault;
+EFI_STATUS Screen::OutputString(std::u16string_view text) {
+    if (!IsSeen()) {
+        return EFI_SUCCESS;
     }
-    if (mode >= screen.modes_.size()) {
-        return EFI_UNSUPPORTED;
-    }
-    *columns = screen.modes_[mode].columns;
-    *rows = screen.modes_[mode].rows;
-    return EFI_SUCCESS;
+    const EFI_STATUS own = TextOutput::OutputString(text);
+    Trace("screen", {{"text", ToUtf8(text)}});
+    return Forward(own, [&](TextOutput& output) {
+        return output.Protocol()->OutputString(output.Protocol(), text.data());
+    });
 }
 
-EFI_STATUS EFIAPI Screen::SetMode(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN mode) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.SetMode", TPL_NOTIFY)) {
-        return *fault;
-    }
-    if (mode >= screen.modes_.size()) {
-        return EFI_UNSUPPORTED;
-    }
-    const bool changed = UINTN(screen.mode_.Mode) != mode;
-    screen.UseMode(mode);
+EFI_STATUS Screen::TestString(std::u16string_view text) {
+    return Forward(TextOutput::TestString(text), [&](TextOutput& output) {
+        return output.Protocol()->TestString(output.Protocol(), text.data());
+    });
+}
+
+EFI_STATUS Screen::SetMode(std::size_t mode) {
+    const bool changed = std::size_t(record_.Mode) != mode;
+    static_cast<void>(TextOutput::SetMode(mode));
     if (changed) {
-        screen.TraceMode();
+        TraceMode();
     }
-    screen.platform_.trace.Record("screen-clear");
-    return EFI_SUCCESS;
+    Trace("screen-clear");
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->SetMode(output.Protocol(), output.ModeOf(Size()).value_or(0));
+    });
 }
 
-EFI_STATUS EFIAPI Screen::SetAttribute(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN attribute) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.SetAttribute", TPL_NOTIFY)) {
-        return *fault;
+EFI_STATUS Screen::SetAttribute(UINTN attribute) {
+    const bool changed = UINTN(record_.Attribute) != attribute;
+    static_cast<void>(TextOutput::SetAttribute(attribute));
+    if (changed) {
+        TraceAttribute();
     }
-    if ((attribute & ~kAttributeMask) != 0) {
-        return EFI_UNSUPPORTED;
-    }
-    if (UINTN(screen.mode_.Attribute) != attribute) {
-        screen.mode_.Attribute = INT32(attribute);
-        screen.TraceAttribute();
-    }
-    return EFI_SUCCESS;
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->SetAttribute(output.Protocol(), attribute);
+    });
 }
 
-EFI_STATUS EFIAPI Screen::ClearScreen(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.ClearScreen", TPL_NOTIFY)) {
-        return *fault;
-    }
-    screen.Blank();
-    screen.platform_.trace.Record("screen-clear");
-    return EFI_SUCCESS;
+EFI_STATUS Screen::ClearScreen() {
+    static_cast<void>(TextOutput::ClearScreen());
+    Trace("screen-clear");
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->ClearScreen(output.Protocol());
+    });
 }
 
-EFI_STATUS EFIAPI Screen::SetCursorPosition(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN column,
-                                            UINTN row) {
-    Screen& screen = From(self);
-    if (auto fault =
-            screen.platform_.EnterService("SimpleTextOutput.SetCursorPosition", TPL_NOTIFY)) {
-        return *fault;
+EFI_STATUS Screen::SetCursorPosition(std::size_t column, std::size_t row) {
+    const bool changed =
+        std::size_t(record_.CursorColumn) != column || std::size_t(record_.CursorRow) != row;
+    static_cast<void>(TextOutput::SetCursorPosition(column, row));
+    if (changed) {
+        TraceCursor();
     }
-    if (column >= screen.columns_ || row >= screen.rows_) {
-        return EFI_UNSUPPORTED;
-    }
-    if (UINTN(screen.mode_.CursorColumn) != column || UINTN(screen.mode_.CursorRow) != row) {
-        screen.mode_.CursorColumn = INT32(column);
-        screen.mode_.CursorRow = INT32(row);
-        screen.TraceCursor();
-    }
-    return EFI_SUCCESS;
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->SetCursorPosition(output.Protocol(), column, row);
+    });
 }
 
-EFI_STATUS EFIAPI Screen::EnableCursor(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, BOOLEAN visible) {
-    Screen& screen = From(self);
-    if (auto fault = screen.platform_.EnterService("SimpleTextOutput.EnableCursor", TPL_NOTIFY)) {
-        return *fault;
+EFI_STATUS Screen::EnableCursor(bool visible) {
+    const bool changed = (record_.CursorVisible != FALSE) != visible;
+    static_cast<void>(TextOutput::EnableCursor(visible));
+    if (changed) {
+        TraceCursor();
     }
-    if ((screen.mode_.CursorVisible != FALSE) != (visible != FALSE)) {
-        screen.mode_.CursorVisible = visible != FALSE ? TRUE : FALSE;
-        screen.TraceCursor();
-    }
-    return EFI_SUCCESS;
+    return Forward(EFI_SUCCESS, [&](TextOutput& output) {
+        return output.Protocol()->EnableCursor(output.Protocol(), visible ? TRUE : FALSE);
+    });
 }
 
 } // namespace sim

@@ -1,104 +1,75 @@
-// The console screen of the machine: a grid of character cells with colours behind the simple text
-// output protocol (UEFI 2.10, section 12.4), with a mode record that loaders may read directly.
+// The console of the machine: what ConOut of the system table names, in front of all outputs that
+// are attached to it. What is written to it goes to each of them; its own screen is what a person
+// at any of them sees, and does not change while there is none.
 //
-// Modes: 0 is 80x25, 1 is 80x50, 2 is 100x31; when the machine file's "console" asks for another
-// size there is a mode 3 of that size. The power comes on in the mode of the machine file's size.
+// Modes: those that all attached outputs have. 0 is 80x25, 1 is 80x50, 2 is 100x31; when the
+// machine file's "console" asks for another size there is a mode 3 of that size. The power comes on
+// in the mode of the machine file's size; an output that lacks it brings the console to mode 0.
 //
-// What reaches the screen is traced: `screen` for each text as written, `screen-attribute`,
-// `screen-clear`, `screen-cursor` and `screen-mode` when they change something.
+// What reaches the console is traced: `screen` for each text as written, `screen-attribute`,
+// `screen-clear`, `screen-cursor` and `screen-mode` when they change something. What the outputs do
+// with it is not.
 #pragma once
 
 #include "sim/firmware/Platform.h"
-#include "uefi/SimpleTextOutput.h"
+#include "sim/firmware/TextOutput.h"
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace sim {
 
-class Screen {
+// Text modes of the machine and the one of its size.
+struct ConsoleModes {
+    std::vector<TextScreen::Mode> modes;
+    std::size_t first;
+};
+// Reads "console". Throws MachineFileError.
+ConsoleModes ReadConsoleModes(const MachineDescription& machine);
+
+class Screen final : public TextOutput {
 public:
-    struct Cell {
-        char16_t character = u' ';
-        std::uint8_t attribute = 0x07; // foreground in the low four bits, background above
-    };
+    enum class Tracing { On, Off };
 
-    // Reads "console". Throws MachineFileError.
-    explicit Screen(Platform& platform);
-    Screen(const Screen&) = delete;
-    Screen& operator=(const Screen&) = delete;
+    // Reads "console". Throws MachineFileError. Calls are allowed up to TPL_NOTIFY; injected faults
+    // name them "SimpleTextOutput.OutputString" and so on.
+    explicit Screen(Platform& platform, Tracing tracing = Tracing::On);
 
-    // The interface that ConOut and StdErr name; lives as long as the screen. The core installs it
-    // on the console handle. Calls are allowed up to TPL_NOTIFY; injected faults name them
-    // "SimpleTextOutput.OutputString" and so on.
-    EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* Protocol() { return &table_.protocol; }
+    // A screen of its own takes part: somebody always sees what is written.
+    void AttachBuiltIn() { builtIn_ = true; }
+    // Brings an output to the mode, the colours and the cursor of the console, cleared, and hands
+    // on to it from now on. Runs code of the output.
+    void Attach(TextOutput& output);
+    void Detach(TextOutput& output);
+    const std::vector<TextOutput*>& Outputs() const { return outputs_; }
 
-    std::size_t Columns() const { return columns_; }
-    std::size_t Rows() const { return rows_; }
-    // The cell at a place of the current mode.
-    const Cell& At(std::size_t column, std::size_t row) const {
-        return cells_[row * columns_ + column];
-    }
-    // What a person sees: one line of UTF-8 per row, trailing blanks cut, empty rows at the end
-    // left out.
-    std::vector<std::string> Lines() const;
-    // The same as one text with line ends, for tests that look for something.
-    std::string Text() const;
-    // The lines that have left the screen at the top, by scrolling, since the power came on.
-    const std::vector<std::string>& ScrolledOff() const { return scrolledOff_; }
-    // Everything that was ever written in this boot, scrolled away or not, as UTF-8.
-    const std::string& Written() const { return written_; }
-
-    // Whether the console has a glyph for a character; characters without one are left out when
-    // written.
-    static bool HasGlyph(char16_t character);
+protected:
+    EFI_STATUS Reset(bool extended) override;
+    EFI_STATUS OutputString(std::u16string_view text) override;
+    EFI_STATUS TestString(std::u16string_view text) override;
+    EFI_STATUS SetMode(std::size_t mode) override;
+    EFI_STATUS SetAttribute(UINTN attribute) override;
+    EFI_STATUS ClearScreen() override;
+    EFI_STATUS SetCursorPosition(std::size_t column, std::size_t row) override;
+    EFI_STATUS EnableCursor(bool visible) override;
+    std::optional<EFI_STATUS> Enter(const char* member) override;
 
 private:
-    struct Mode {
-        std::size_t columns;
-        std::size_t rows;
-    };
-    struct Table {
-        EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL protocol{};
-        Screen* owner = nullptr;
-    };
-    static Screen& From(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self) {
-        return *reinterpret_cast<Table*>(self)->owner;
-    }
-
-    static EFI_STATUS EFIAPI Reset(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, BOOLEAN extended);
-    static EFI_STATUS EFIAPI OutputString(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self,
-                                          const CHAR16* text);
-    static EFI_STATUS EFIAPI TestString(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, const CHAR16* text);
-    static EFI_STATUS EFIAPI QueryMode(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN mode,
-                                       UINTN* columns, UINTN* rows);
-    static EFI_STATUS EFIAPI SetMode(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN mode);
-    static EFI_STATUS EFIAPI SetAttribute(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN attribute);
-    static EFI_STATUS EFIAPI ClearScreen(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self);
-    static EFI_STATUS EFIAPI SetCursorPosition(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, UINTN column,
-                                               UINTN row);
-    static EFI_STATUS EFIAPI EnableCursor(EFI_SIMPLE_TEXT_OUTPUT_PROTOCOL* self, BOOLEAN visible);
-
-    void UseMode(std::size_t mode);
-    void Blank();
-    bool Write(char16_t character); // false when there is no glyph
-    void NextRow();
-    std::string Line(std::size_t row) const;
+    bool IsSeen() const { return builtIn_ || !outputs_.empty(); }
+    void TakeFirst(const TextOutput& output);
+    void KeepCommonModes(const TextOutput& output);
+    void BringUp(TextOutput& output);
+    template <class Call>
+    EFI_STATUS Forward(EFI_STATUS own, Call call);
+    void Trace(std::string_view event, const Json& fields = Json::object());
     void TraceMode();
     void TraceAttribute();
     void TraceCursor();
 
-    Platform& platform_;
-    Table table_;
-    EFI_SIMPLE_TEXT_OUTPUT_MODE mode_{};
-    std::vector<Mode> modes_;
-    std::size_t columns_ = 80;
-    std::size_t rows_ = 25;
-    std::vector<Cell> cells_;
-    std::vector<std::string> scrolledOff_;
-    std::string written_;
+    const bool traced_;
+    const Mode wanted_; // by the machine file
+    bool builtIn_ = false;
+    std::vector<TextOutput*> outputs_; // in the order of their coming
 };
 
 } // namespace sim

@@ -13,6 +13,11 @@ std::size_t NodeLength(const std::uint8_t* node) {
     return std::size_t(node[2]) | std::size_t(node[3]) << 8;
 }
 
+// The class of the device, "NIC" of "NIC.Integrated.1-1-1": all up to the first dot.
+std::u16string ShortName(const std::u16string& fqdd) {
+    return fqdd.substr(0, fqdd.find(u'.'));
+}
+
 std::u16string TextAt(const MachineDescription& machine, const std::string& place) {
     const Json& value = machine.At(place);
     return value.is_null() ? std::u16string() : ReadText(machine, value, place);
@@ -93,14 +98,23 @@ EFI_STATUS DeviceLocations::GetDeviceLocation(const EFI_DEVICE_PATH_PROTOCOL* pa
     if (device == nullptr) {
         return EFI_NOT_FOUND;
     }
-    for (CHAR16** out : {locationText, fqdd, shortName}) {
+    CHAR16** outputs[] = {locationText, fqdd, shortName};
+    for (CHAR16** out : outputs) {
         if (out != nullptr) {
             *out = nullptr;
         }
     }
-    return HandOut(device->location, locationText) && HandOut(device->fqdd, fqdd)
-               ? EFI_SUCCESS
-               : EFI_OUT_OF_RESOURCES;
+    if (HandOut(device->location, locationText) && HandOut(device->fqdd, fqdd) &&
+        HandOut(ShortName(device->fqdd), shortName)) {
+        return EFI_SUCCESS;
+    }
+    for (CHAR16** out : outputs) {
+        if (out != nullptr && *out != nullptr) {
+            static_cast<void>(platform.arena->FreePool(*out));
+            *out = nullptr;
+        }
+    }
+    return EFI_OUT_OF_RESOURCES;
 }
 
 EFI_STATUS DeviceLocations::GetBootDescription(const CHAR16* fqdd, const CHAR8* language,

@@ -1,13 +1,17 @@
 // Which siblings a machine has, in the order in which they are installed.
+#include "sim/devices/Devices.h"
 #include "sim/siblings/AttributeService.h"
 #include "sim/siblings/Board.h"
 #include "sim/siblings/Controller.h"
+#include "sim/siblings/DeferredImages.h"
 #include "sim/siblings/DeviceLocations.h"
 #include "sim/siblings/FirmwareServices.h"
 #include "sim/siblings/HiiDatabase.h"
 #include "sim/siblings/IpmiTransport.h"
+#include "sim/siblings/PlatformConsole.h"
 #include "sim/siblings/PlatformSteps.h"
 #include "sim/siblings/PostServices.h"
+#include "sim/siblings/RamDiskService.h"
 #include "sim/siblings/Reporting.h"
 #include "sim/siblings/SmaTransport.h"
 #include "sim/siblings/Splash.h"
@@ -31,7 +35,8 @@ std::vector<std::unique_ptr<Sibling>> MakeSiblings(Platform& platform) {
     Make<CallBook, DebugLog, StatusCodes, Performance, VariablePolicy, Processors, SmmCommunication,
          HiiDatabase, AttributeService, BoardInfo, PlatformPolicy, Cpld, SpiFlash, Splash,
          Controller, IpmiTransport, SmaTransport, SmaJobs, DeviceLocations, PostMessages, Passwords,
-         PlatformSteps, Tools>(platform, siblings);
+         PlatformSteps, Tools, PlatformConsole, Devices, RamDiskService, DeferredImages>(platform,
+                                                                                         siblings);
     return siblings;
 }
 
@@ -87,6 +92,8 @@ const std::vector<SiblingProtocol>& AllSiblingProtocols() {
         {"KelmSetupLauncherProtocol", gKelmSetupLauncherProtocolGuid},
         {"KelmBootManagerProtocol", gKelmBootManagerProtocolGuid},
         {"KelmDiagnosticsProtocol", gKelmDiagnosticsProtocolGuid},
+        {"KelmPlatformConsoleProtocol", gKelmPlatformConsoleProtocolGuid},
+        {"RamDisk", gEfiRamDiskProtocolGuid},
     };
     return kProtocols;
 }

@@ -134,11 +134,11 @@ std::vector<Measured> DriverBoot::Phases() const {
 }
 
 sim::BootResult RunInFirmware(std::string_view changes, std::function<void(sim::Platform&)> body,
-                              sim::Trace* trace) {
+                              sim::Trace* trace, sim::NvStore store) {
     sim::Trace own;
     gBody = &body;
     sim::Server server(
-        MachineWith(changes), sim::NvStore(),
+        MachineWith(changes), std::move(store),
         sim::DriverImage{.nativeEntry = BodyEntry, .peImage = {}, .setCpuBackend = &SetCpuBackend},
         trace != nullptr ? *trace : own);
     return server.PowerOn();

@@ -60,6 +60,6 @@ private:
 
 // Runs `body` in place of the driver, on the driver's stack, with the library ready to use.
 sim::BootResult RunInFirmware(std::string_view changes, std::function<void(sim::Platform&)> body,
-                              sim::Trace* trace = nullptr);
+                              sim::Trace* trace = nullptr, sim::NvStore store = {});
 
 } // namespace kelm::test

@@ -7,14 +7,14 @@
 #include "sim/firmware/Clock.h"
 #include "sim/siblings/IpmiTransport.h"
 #include "sim/siblings/SmaTransport.h"
-#include "tests/sim/BareMachine.h"
+#include "tests/sim/TestMachine.h"
 
 namespace sim {
 namespace {
 
 using Bytes = std::vector<UINT8>;
 
-class Controllers : public BareMachine {};
+class Controllers : public simtest::TestMachine {};
 
 struct Answer {
     EFI_STATUS status;
@@ -116,7 +116,7 @@ TEST_F(Controllers, SecureBootTaskWaitsUntilItIsCarriedOut) {
         return answer;
     };
     EXPECT_EQ(pending(waiting), FALSE) << "carried out at an earlier power-on";
-    store = NvStore();
+    server.store = NvStore();
     EXPECT_EQ(pending(waiting), TRUE);
     EXPECT_EQ(pending(""), FALSE);
 }

@@ -2,7 +2,7 @@
 // dangerous.
 
 #include "sim/siblings/HiiDatabase.h"
-#include "tests/sim/BareMachine.h"
+#include "tests/sim/TestMachine.h"
 
 #include <cstring>
 
@@ -128,7 +128,7 @@ TEST(HiiPackages, RefusesMalformedLists) {
     }
 }
 
-class Hii : public BareMachine {};
+class Hii : public simtest::TestMachine {};
 
 TEST_F(Hii, StringsAreServedByLanguageAndSize) {
     PowerOn("", [&](Platform& p) {

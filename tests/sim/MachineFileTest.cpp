@@ -147,7 +147,7 @@ constexpr BadFile kBadFiles[] = {
     {R"({"board": {"chassisCode": "0x10000"}})", "/board/chassisCode: \"0x10000\" is not a number"},
     {R"({"limits": {"timeSeconds": 0}})", "/limits/timeSeconds: must be from 1 to 1000000, is 0"},
     {R"j({"devices": {"x": {"path": "Pci(0x0,0x0)", "kind": "toaster"}}})j",
-     "/devices/x/kind: must be one of [\"raid\","},
+     "/devices/x/kind: must be one of [\"pci\","},
     {R"({"keys": [{"at": 5, "key": null}]})", "/keys/0/key: must be a string, is null"},
     // Texts with a form.
     {R"({"hobs": [{"guid": "528F01C0", "hex": "00"}]})",

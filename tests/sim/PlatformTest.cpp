@@ -435,8 +435,9 @@ TEST_F(APlatform, RunsADriverThatIsAnImage) {
     server.driver.peImage = ImageOf({0x0F, 0x0B}, 11);
     const BootResult crashed = server.PowerOn();
     EXPECT_EQ(crashed.reason, EndReason::Halted);
-    EXPECT_EQ(crashed.violations,
-              std::vector<std::string>{"processor exception in KelmBdsDxe+0x1000"});
+    EXPECT_EQ(
+        crashed.violations,
+        std::vector<std::string>{"processor exception (invalid instruction) in KelmBdsDxe+0x1000"});
     // xor eax, eax; call rax, and a jump into nowhere
     server.driver.peImage = ImageOf({0x31, 0xC0, 0xFF, 0xD0}, 11);
     EXPECT_EQ(

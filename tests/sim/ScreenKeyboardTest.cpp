@@ -13,7 +13,8 @@
 namespace sim {
 namespace {
 
-// Runs `work` as the driver of a machine. It returns, so the boot ends as halted.
+// Runs `work` as the driver of a machine with nothing but its built-in console and these sections.
+// It returns, so the boot ends as halted.
 class Console : public testing::Test {
 protected:
     using Work = std::function<void(EFI_SYSTEM_TABLE&)>;
@@ -25,7 +26,9 @@ protected:
             sWork(*table);
             return EFI_SUCCESS;
         };
-        Server server(ParseMachine(machine), NvStore(), driver, trace_);
+        Json sections = Json::parse(machine);
+        sections["extends"] = "empty";
+        Server server(ParseMachine(sections.dump()), NvStore(), driver, trace_);
         return server.PowerOn();
     }
     std::vector<std::string> TextsOf(std::string_view event, const char* field) {

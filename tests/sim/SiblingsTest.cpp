@@ -11,7 +11,7 @@
 #include "sim/siblings/PostServices.h"
 #include "sim/siblings/Reporting.h"
 #include "sim/siblings/Splash.h"
-#include "tests/sim/BareMachine.h"
+#include "tests/sim/TestMachine.h"
 #include "uefi/DevicePath.h"
 #include "uefi/VariablePolicy.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using Bytes = std::vector<UINT8>;
 
-class Siblings : public BareMachine {};
+class Siblings : public simtest::TestMachine {};
 
 // ---- Settings
 
@@ -106,10 +106,10 @@ TEST_F(Siblings, ChangedAttributesSurvivePowerOnsUntilTheFileChangesThem) {
     EXPECT_EQ(textOf("", u"New"), changed);
     EXPECT_EQ(textOf(R"("attributes": {"A": "other"})", u"A"), u"other");
 
-    ASSERT_EQ(store.All().size(), 1u);
-    StoredVariable broken = store.All().front();
+    ASSERT_EQ(server.store.All().size(), 1u);
+    StoredVariable broken = server.store.All().front();
     broken.data = {'{', '"', 'A', '"', ':', '{', '"', 'v'};
-    store.Set(broken);
+    server.store.Set(broken);
     EXPECT_EQ(textOf(R"("attributes": {"A": "1"})", u"A"), u"1");
 }
 
@@ -325,7 +325,7 @@ TEST_F(Siblings, EveryProtocolIsListedAndCanBeLeftOut) {
         }
         return p.handles->FindFirst(row.guid) != nullptr;
     };
-    PowerOn("", [&](Platform& p) {
+    PowerOn(R"("connectSequence": [])", [&](Platform& p) {
         for (const SiblingProtocol& row : AllSiblingProtocols()) {
             EXPECT_TRUE(present(p, row)) << row.name;
         }

@@ -8,6 +8,7 @@
 #include "sim/firmware/Clock.h"
 #include "sim/firmware/DxeCore.h"
 #include "sim/firmware/Faults.h"
+#include "sim/firmware/HandleDatabase.h"
 #include "sim/firmware/ImageService.h"
 #include "sim/firmware/PcdDatabase.h"
 #include "sim/firmware/Server.h"
@@ -45,7 +46,24 @@ protected:
         return result;
     }
 
+    // One boot of a machine with these sections, for a body that looks at the machine from outside.
+    void PowerOn(const std::string& sections, const std::function<void(Platform&)>& body) {
+        Describe(sections);
+        bool ran = false;
+        Boot([&] {
+            body(Machine());
+            ran = true;
+        });
+        EXPECT_TRUE(ran);
+    }
+
     static Platform& Machine() { return Platform::Current(); }
+
+    // The protocol of a type, or nullptr.
+    template <class Protocol>
+    static Protocol* Find(Platform& platform) {
+        return static_cast<Protocol*>(platform.handles->FindFirst(ProtocolGuid<Protocol>::value));
+    }
 
     // The fields of the events of one kind, without time and kind.
     std::vector<std::string> Traced(std::string_view event) const {
