@@ -2,12 +2,8 @@
 // name and signature, does nothing and says EFI_UNSUPPORTED (or the answer that leaves the boot
 // normal). The file shrinks with every piece that is built, and goes with the last.
 
-#include "boot/BootReports.h"
+#include "boot/ControllerBoot.h"
 #include "boot/ControllerBootFlags.h"
-#include "boot/DefaultBoot.h"
-#include "boot/Launcher.h"
-#include "boot/OemId.h"
-#include "boot/OneTimeBoot.h"
 #include "bootopt/EnumerateBootOptions.h"
 #include "bootopt/FqddAttributes.h"
 #include "console/SerialConsole.h"
@@ -22,7 +18,7 @@
 #include "core/UserEntries.h"
 #include "legacy/BbsTable.h"
 #include "legacy/LegacyOption.h"
-#include "library/firmware/Services.h"
+#include "legacy/MemoryTypeInformation.h"
 #include "mgmt/ConfigLock.h"
 #include "mgmt/FactoryVariable.h"
 #include "mgmt/FirmwareInventory.h"
@@ -32,6 +28,7 @@
 #include "mgmt/SmallSteps.h"
 #include "mgmt/SmbiosTables.h"
 #include "network/IscsiConnect.h"
+#include "network/NetBootPath.h"
 #include "network/NvmeofConnect.h"
 #include "platform/BoardPolicies.h"
 #include "platform/CpuVoltageRegulator.h"
@@ -49,42 +46,13 @@
 namespace kelm {
 
 // boot
-EFI_STATUS BdsLaunchBootOption(BootOptionRecord**, void*, UINTN* exitDataSize, CHAR16** exitData) {
-    *exitDataSize = 0;
-    *exitData = nullptr;
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsReportBootFailure(const EFI_DEVICE_PATH_PROTOCOL*, UINT32, const CHAR16*,
-                                EFI_STATUS) {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsReportBootSuccess(const CHAR16*) {
+EFI_STATUS BdsBootIpmiBootOption() {
     return EFI_UNSUPPORTED;
 }
 EFI_STATUS BdsReadControllerBootFlags() {
     return EFI_UNSUPPORTED;
 }
 EFI_STATUS BdsClearControllerBootFlags() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsDefaultBoot() {
-    // The sequence calls this without end: a second between two calls lets time pass.
-    static_cast<void>(gBS->Stall(1'000'000));
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsProcessOneTimeBoot() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsMfgModeSetPxe() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsProcessOemId() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsOemIdEndOfPost() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsPersonalityModuleOemSmbiosBackup() {
     return EFI_UNSUPPORTED;
 }
 
@@ -97,6 +65,10 @@ bool BdsIsLegacyOrderRequested() {
 }
 
 // console
+void WarnDisabledOnboardVideo() {}
+bool StopDisabledOnboardVideo() {
+    return false;
+}
 bool BdsSetupSerialConsoleDevicePath() {
     return false;
 }
@@ -119,6 +91,12 @@ EFI_STATUS BdsEnableVideoWriteCombining() {
 }
 
 // core
+EFI_STATUS BdsForgelineCleanup() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsEnterBootManager() {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsSetBootTask() {
     return EFI_UNSUPPORTED;
 }
@@ -176,6 +154,7 @@ EFI_STATUS BdsEnterSetup() {
 }
 
 // legacy
+void BdsUpdateMemoryTypeInformation() {}
 EFI_STATUS BdsGetBbsEntryDevicePath(const BBS_TABLE*, EFI_DEVICE_PATH_PROTOCOL**) {
     return EFI_UNSUPPORTED;
 }
@@ -193,6 +172,9 @@ EFI_STATUS BdsGetLegacyDeviceDescription(UINT16, CHAR16**) {
 }
 
 // mgmt
+EFI_STATUS BdsRebuildInventory() {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsCheckConfigLockdown() {
     return EFI_UNSUPPORTED;
 }
@@ -265,6 +247,13 @@ EFI_STATUS BdsBuildSmbiosTables() {
 }
 
 // network
+bool IsPxeIscsiVlanConflict(const EFI_DEVICE_PATH_PROTOCOL*) {
+    return false;
+}
+PoolPtr<EFI_DEVICE_PATH_PROTOCOL>
+BdsGetUefiNetworkDeviceNetBootDevicePath(const EFI_DEVICE_PATH_PROTOCOL*) {
+    return {};
+}
 EFI_STATUS BdsIscsiConnect() {
     return EFI_UNSUPPORTED;
 }
@@ -302,6 +291,9 @@ EFI_STATUS BdsSendUsbConfig() {
 }
 
 // post
+EFI_STATUS RegisterPostMessageWithArgs(UINT32, const EFI_DEVICE_PATH_PROTOCOL*, const CHAR8*) {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsInitLanguages(bool) {
     return EFI_UNSUPPORTED;
 }

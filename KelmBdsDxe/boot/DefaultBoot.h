@@ -1,11 +1,9 @@
 // The default boot: the options of BootOrder one after another, again and again.
 #pragma once
 
-#include "uefi/Base.h"
-
 namespace kelm {
 
-// Returns only when no option is left to be tried in this round.
-EFI_STATUS BdsDefaultBoot();
+// Does not return: an image takes the machine, the user goes elsewhere, or the system is reset.
+void BdsDefaultBoot();
 
 } // namespace kelm

@@ -1,9 +1,7 @@
 #include "core/BdsInterface.h"
 
-#include "boot/BootReports.h"
 #include "boot/Launcher.h"
 #include "bootopt/EnumerateBootOptions.h"
-#include "bootopt/LoadOption.h"
 #include "core/DriverState.h"
 #include "core/Forgeline.h"
 #include "core/HotKeys.h"
@@ -11,7 +9,6 @@
 #include "kelm/BdsInterfaceProtocol.h"
 #include "legacy/LegacyOption.h"
 #include "library/firmware/Assert.h"
-#include "library/firmware/DevicePathPool.h"
 #include "library/firmware/Protocol.h"
 #include "platform/Connect.h"
 #include "post/Passwords.h"
@@ -20,55 +17,16 @@ namespace kelm {
 
 namespace {
 
-// Launches and reports; the launch status is returned unchanged.
-EFI_STATUS LaunchAndReport(OwnedBootOption& option) {
-    UINTN exitDataSize = 0;
-    PoolPtr<CHAR16> exitData;
-    const EFI_STATUS status =
-        BdsLaunchBootOption(option.address(), nullptr, &exitDataSize, exitData.out());
-    if (option.get() == nullptr) {
-        return status;
-    }
-    const BootOptionRecord& launched = *option.get();
-    if (EFI_ERROR(status)) {
-        static_cast<void>(BdsReportBootFailure(launched.DevicePath, launched.Attribute,
-                                               launched.Description, status));
-    } else {
-        static_cast<void>(BdsReportBootSuccess(launched.Description));
-    }
-    return status;
-}
-
-// An option that stands in no variable, described by the text of its path.
-BootOptionRecord* MakeTransientOption(const EFI_DEVICE_PATH_PROTOCOL* path) {
-    PoolPtr<BootOptionRecord> record = AllocateZeroPool<BootOptionRecord>();
-    PoolPtr<EFI_DEVICE_PATH_PROTOCOL> pathCopy = DuplicateDevicePath(path);
-    PoolPtr<CHAR16> description = DevicePathText(path);
-    if (!record || !pathCopy || !description) {
-        return nullptr;
-    }
-    record->Signature = kBootOptionSignature;
-    record->DevicePath = pathCopy.release();
-    record->Description = description.release();
-    record->BootCurrent = kNoBootCurrent;
-    return record.release();
-}
-
 void EFIAPI InterfaceEnumerateBootOptions() {
     static_cast<void>(EnumerateBootOptions());
 }
 
-EFI_STATUS EFIAPI InterfaceBootByOptionNumber(UINT16 optionNumber, UINT16) {
-    OwnedBootOption option(BdsReadBootOption(optionNumber));
-    return option.get() == nullptr ? EFI_INVALID_PARAMETER : LaunchAndReport(option);
+EFI_STATUS EFIAPI InterfaceBootByOptionNumber(UINT16 optionNumber, UINT16 deviceIndex) {
+    return BdsBootByOptionNumber(optionNumber, deviceIndex);
 }
 
 EFI_STATUS EFIAPI InterfaceBootByDevicePath(EFI_DEVICE_PATH_PROTOCOL* path) {
-    if (DevicePathSize(path) == 0) {
-        return EFI_INVALID_PARAMETER; // null, or broken on the way
-    }
-    OwnedBootOption option(MakeTransientOption(path));
-    return option.get() == nullptr ? EFI_OUT_OF_RESOURCES : LaunchAndReport(option);
+    return BdsBootByDevicePath(path);
 }
 
 void EFIAPI InterfaceNoOperation() {}

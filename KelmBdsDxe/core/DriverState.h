@@ -32,6 +32,9 @@ struct BootState {
     bool hotKeysDone = false;
     UINT8 nullPageDetection = 0; // non-zero: page 0 is kept unmapped to catch null pointers
     bool inventoryRebuildRequested = false;
+    bool splashActive = true;      // the splash screen covers the console
+    bool rebrandRequested = false; // by the ID module
+    bool debrandRequested = false;
 };
 
 struct CoreState {
@@ -59,6 +62,14 @@ struct ConsoleState {
     bool errOutFirst = false; // ErrOut is connected, and before the other consoles
 };
 
+struct LaunchState {
+    bool imageStartActive = false; // a boot image runs
+    bool bootAttempted = false;
+    UINT16 lastBootResult = 0;    // kLastBoot...
+    UINT32 manufacturingMode = 0; // as of this boot attempt
+    UINT64 pageZeroCr0 = 0;       // CR0 before page 0 was made accessible
+};
+
 struct PostState {
     KelmPasswordProtocol* passwords = nullptr; // kept until a lookup or a call fails
 };
@@ -79,6 +90,7 @@ struct DriverState {
     ServicesState services;
     StringsState strings;
     ConsoleState console;
+    LaunchState launch;
     PostState post;
     NetworkState network;
     BootOptState bootOpt;

@@ -7,6 +7,12 @@ namespace kelm {
 
 // Reads the pending request into gDriver.boot.forgelineRequest.
 EFI_STATUS BdsForgelineInit();
+// Whether a request of the tool can be carried out in this boot.
+bool BdsForgelineAvailable();
+// Whether the controller hides the F10 key.
+bool BdsF10Hidden();
+// The tool is not wanted any more in this boot; done once a boot. EFI_NOT_FOUND: there is no tool.
+EFI_STATUS BdsForgelineCleanup();
 // Detaches the tool's partition.
 EFI_STATUS BdsDetachForgelinePartition();
 // Carries out a system-configuration request.

@@ -7,5 +7,7 @@ namespace kelm {
 
 // Enters setup; returns when the user leaves it.
 EFI_STATUS BdsEnterSetup();
+// Enters the boot manager; returns when the user leaves it.
+EFI_STATUS BdsEnterBootManager();
 
 } // namespace kelm

@@ -7,5 +7,8 @@ namespace kelm {
 
 // Asks the controller and writes ConfigLockDetect.
 EFI_STATUS BdsCheckConfigLockdown();
+// Reads ConfigLockDetect: 1 when the configuration is locked, 0 with every error. The status of
+// GetVariable.
+EFI_STATUS BdsGetConfigLock(UINT8* lock);
 
 } // namespace kelm

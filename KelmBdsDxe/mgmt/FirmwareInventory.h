@@ -6,5 +6,7 @@
 namespace kelm {
 
 EFI_STATUS BdsSendFqddFwInfo();
+// Collects the configuration inventory and builds its table anew, once a boot.
+EFI_STATUS BdsRebuildInventory();
 
 } // namespace kelm

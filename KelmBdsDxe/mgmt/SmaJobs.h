@@ -9,5 +9,7 @@ namespace kelm {
 EFI_STATUS BdsProcessSmaUpdateTask();
 // Runs the jobs that `flags` selects.
 EFI_STATUS BdsProcessSmaJob(UINT32 flags);
+// True when the production line does not want reboots.
+bool BdsMfgSuppressReboots();
 
 } // namespace kelm

@@ -6,15 +6,30 @@
 
 namespace kelm {
 
-EFI_STATUS BdsPasswordEntryEnd() {
-    KelmPasswordProtocol*& service = gDriver.post.passwords;
-    if (service == nullptr) {
-        const EFI_STATUS status = LocateProtocol(service);
-        if (EFI_ERROR(status)) {
-            return status;
-        }
+namespace {
+
+EFI_STATUS LocatePasswords(KelmPasswordProtocol*& service) {
+    service = gDriver.post.passwords;
+    if (service != nullptr) {
+        return EFI_SUCCESS;
     }
-    return service->PasswordEntryEnd(service);
+    const EFI_STATUS status = LocateProtocol(service);
+    gDriver.post.passwords = service;
+    return status;
+}
+
+} // namespace
+
+EFI_STATUS BdsPasswordEntryBegin() {
+    KelmPasswordProtocol* service = nullptr;
+    const EFI_STATUS status = LocatePasswords(service);
+    return EFI_ERROR(status) ? status : service->PasswordEntryBegin(service);
+}
+
+EFI_STATUS BdsPasswordEntryEnd() {
+    KelmPasswordProtocol* service = nullptr;
+    const EFI_STATUS status = LocatePasswords(service);
+    return EFI_ERROR(status) ? status : service->PasswordEntryEnd(service);
 }
 
 } // namespace kelm

@@ -5,6 +5,8 @@
 
 namespace kelm {
 
+// A boot image is about to be started. EFI_NOT_FOUND without the service.
+EFI_STATUS BdsPasswordEntryBegin();
 // The time for typing passwords is over. EFI_NOT_FOUND without the service.
 EFI_STATUS BdsPasswordEntryEnd();
 

@@ -49,18 +49,19 @@ public:
         }
     }
 
+    void PowerOn() override {
+        for (const auto& device : devices.All()) {
+            if (NetworkPort* port = NetworkPort::Of(*device)) {
+                port->PowerOn();
+            }
+        }
+    }
+
 private:
     static bool IsEthernet(const Device& device) {
         const PciFunction* function = PciFunction::Of(device);
         return function != nullptr &&
                function->Class().Is(PCI_CLASS_NETWORK, PCI_CLASS_NETWORK_ETHERNET);
-    }
-    void PowerOn() override {
-        for (const auto& each : devices.All()) {
-            if (NetworkPort* port = NetworkPort::Of(*each)) {
-                port->PowerOn();
-            }
-        }
     }
     static bool IsPort(const Device& child) { return NetworkPort::Of(child) != nullptr; }
 

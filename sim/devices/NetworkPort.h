@@ -19,9 +19,9 @@ public:
 
     static NetworkPort* Of(const Device& owner) { return owner.Find<NetworkPort>(); }
 
-    // Creates the event of the table, for the whole boot.
+    // Creates the wait event, which is the machine's and of no phase of a boot.
     void PowerOn();
-    // Publishes both protocols; the port is stopped. Runs on the driver's stack.
+    // Publishes both protocols; the port is stopped.
     void PublishOn(Device& port);
 
     const Device& device;

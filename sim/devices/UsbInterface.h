@@ -14,6 +14,10 @@
 
 namespace sim {
 
+inline constexpr UINT8 kUsbEndpointIn = 0x80; // of an endpoint's address
+inline constexpr UINT8 kUsbBulk = 2;          // of its attributes
+inline constexpr UINT8 kUsbInterrupt = 3;
+
 class UsbInterface final : public DeviceObject {
 public:
     // Reads "usb"; throws MachineFileError. `node` is the USB node of the device.

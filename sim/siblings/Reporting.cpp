@@ -59,6 +59,7 @@ void Performance::Install() {
         .Serve<"End", &Performance::End, false>(&KelmPerformanceProtocol::End);
     if (InstallTable(protocol_) != nullptr && protocol_.protocol.Enabled) {
         Start(nullptr, "DXE", nullptr, kPerformanceNow);
+        Start(nullptr, "POST Video Duration", "Video", kPerformanceNow); // until an image boots
     }
 }
 
@@ -103,7 +104,14 @@ EFI_STATUS Performance::End(EFI_HANDLE handle, const CHAR8* token, const CHAR8* 
                    measurement.token == tokenText && measurement.module == moduleText;
         });
     if (open == measurements_.rend()) {
-        platform.violations->Record("measurement \"" + tokenText + "\" ended without a start");
+        // Ending again what is over does no harm; ending what never began is a slip of the pen.
+        const bool began = std::any_of(
+            measurements_.begin(), measurements_.end(), [&](const Measurement& measurement) {
+                return measurement.token == tokenText && measurement.module == moduleText;
+            });
+        if (!began) {
+            platform.violations->Record("measurement \"" + tokenText + "\" ended without a start");
+        }
         return EFI_NOT_FOUND;
     }
     open->end = Time(timeStamp);

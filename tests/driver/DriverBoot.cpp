@@ -18,6 +18,13 @@ constexpr unsigned kProgressCode = 1; // EFI_STATUS_CODE_TYPE
 sim::MachineDescription MachineWith(std::string_view changes) {
     sim::MachineDescription machine = sim::ParseMachine(changes, "test");
     sim::ApplySetting(machine, "limits.timeSeconds=60");
+    // The default machine boots an operating system; a test that wants one brings its own order.
+    if (machine.root.contains("variables") && changes.find("BootOrder") == changes.npos) {
+        for (const char* name : {"BootOrder", "Boot0000"}) {
+            machine.root["variables"].erase(
+                fmt::format("{}-8BE4DF61-93CA-11D2-AA0D-00E098032B8C", name));
+        }
+    }
     return machine;
 }
 
@@ -31,6 +38,11 @@ EFI_STATUS EFIAPI BodyEntry(EFI_HANDLE imageHandle, EFI_SYSTEM_TABLE* systemTabl
 }
 
 } // namespace
+
+bool EndedAtThePrompt(const sim::BootResult& result) {
+    return result.reason == sim::EndReason::TimeLimit ||
+           result.reason == sim::EndReason::WaitingForKey;
+}
 
 DriverBoot::DriverBoot(std::string_view changes)
     : server(MachineWith(changes), sim::NvStore(),

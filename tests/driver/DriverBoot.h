@@ -22,8 +22,8 @@ struct Measured {
 
 class DriverBoot {
 public:
-    // The default machine with these changes over it; the boot stops after a few seconds in the
-    // default boot.
+    // The default machine with these changes over it, without its boot options unless the changes
+    // name a BootOrder; the boot stops after a few seconds in the default boot.
     explicit DriverBoot(std::string_view changes = "{}");
 
     // Runs when the measurement `title` ends, with the driver's own state within reach.
@@ -57,6 +57,10 @@ private:
     sim::Platform::Prepare prepare_;
     std::vector<std::pair<std::string, std::function<void()>>> changes_;
 };
+
+// Whether a boot got to the default boot and found nothing to boot: it waits there for a key, or
+// asks again and again, as a setting (which may be unreadable) says.
+bool EndedAtThePrompt(const sim::BootResult& result);
 
 // Runs `body` in place of the driver, on the driver's stack, with the library ready to use.
 sim::BootResult RunInFirmware(std::string_view changes, std::function<void(sim::Platform&)> body,

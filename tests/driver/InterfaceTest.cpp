@@ -2,6 +2,7 @@
 #include "core/DriverState.h"
 #include "core/HookPoints.h"
 #include "kelm/BdsInterfaceProtocol.h"
+#include "library/firmware/Measurement.h"
 #include "sim/firmware/HandleDatabase.h"
 #include "tests/driver/DriverBoot.h"
 
@@ -37,6 +38,7 @@ TEST(BdsInterface, ServesItsSlots) {
 TEST(BdsInterface, BootingAPathLeavesNothingBehind) {
     const sim::BootResult result = RunInFirmware("{}", [](sim::Platform& platform) {
         BdsInstallInterface();
+        StartMeasurement("BDS", nullptr); // a boot attempt ends it
         UINT8 path[] = {2, 1, 12, 0, 0xD0, 0x41, 0x03, 0x0A, 0, 0, 0, 0, 0x7F, 0xFF, 4, 0};
         const auto before = platform.arena->LiveBlocks().size();
         const EFI_STATUS status =

@@ -94,9 +94,10 @@ TEST(PhaseSequence, RunsEveryPhaseOfAnOrdinaryBootInOrderWithItsLine) {
             open.pop_back();
         } else {
             EXPECT_EQ(token, "DXE") << "ended out of order";
+            std::erase(open, token);
         }
     }
-    EXPECT_EQ(open, std::vector<std::string>{"BDS"});
+    EXPECT_EQ(open, (std::vector<std::string>{"POST Video Duration", "BDS"}));
 }
 
 TEST(PhaseSequence, FollowsItsConditionsForEveryTask) {

@@ -277,10 +277,10 @@ TEST_F(Siblings, ReportsBecomeEventsAndMeasurementsMustMatch) {
         EXPECT_EQ(performance->End(performance, nullptr, "same", "other", 0), EFI_NOT_FOUND);
 
         const auto& all = p.Get<Performance>().Measurements();
-        EXPECT_EQ(all[1].start, 0u);
-        EXPECT_EQ(all[1].end, 510u);
-        EXPECT_FALSE(all[2].end) << "the inner one of two equal tokens is closed first";
-        EXPECT_TRUE(all[3].end);
+        EXPECT_EQ(all[2].start, 0u);
+        EXPECT_EQ(all[2].end, 510u);
+        EXPECT_FALSE(all[3].end) << "the inner one of two equal tokens is closed first";
+        EXPECT_TRUE(all[4].end);
     });
     EXPECT_EQ(Traced("debug"), std::vector<std::string>{R"({"level":1088,"text":"shown\n"})"});
     EXPECT_EQ(Traced("status-code")[0], R"({"type":1,"value":58789888})");

@@ -1,0 +1,14 @@
+// Boot paths that name a USB device by what it is and not by its port: USB class and USB WWID nodes
+// (UEFI 2.10, section 3.1.2).
+#pragma once
+
+#include "library/firmware/Pool.h"
+#include "uefi/DevicePath.h"
+
+namespace kelm {
+
+// The full path of the first USB device that is present and fits, with the nodes behind the short
+// one. Null when the path has no such node, no device fits, or memory is out.
+PoolPtr<EFI_DEVICE_PATH_PROTOCOL> BdsExpandUsbShortFormPath(const EFI_DEVICE_PATH_PROTOCOL* path);
+
+} // namespace kelm
