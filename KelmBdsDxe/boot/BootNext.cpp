@@ -20,6 +20,7 @@ EFI_STATUS BdsBootNext() {
     UINTN size = 0;
     const PoolPtr<UINT8> data = BdsReadVariable(kBootNextName, &gEfiGlobalVariableGuid, &size);
     if (!data) {
+        BdsDeleteBootNext(); // one of no bytes
         return EFI_SUCCESS;
     }
     if (size != sizeof(UINT16)) {

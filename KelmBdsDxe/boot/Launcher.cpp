@@ -129,11 +129,7 @@ void ReportLoad() {
 EFI_STATUS LoadImageOf(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE* image) {
     ReportLoad();
     const EFI_STATUS status = BdsLoadBootImage(path, image);
-    if (!EFI_ERROR(status)) {
-        return status;
-    }
-    const EFI_STATUS fallback = BdsLoadRemovableMediaImage(path, image, ReportLoad);
-    return fallback == EFI_NOT_FOUND && *image == nullptr ? status : fallback;
+    return EFI_ERROR(status) ? BdsLoadRemovableMediaImage(path, image, status, ReportLoad) : status;
 }
 
 EFI_STATUS Attempt(const BootOptionRecord& option, UINTN* exitDataSize, CHAR16** exitData) {

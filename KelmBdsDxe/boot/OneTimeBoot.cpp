@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -42,7 +43,7 @@ constexpr std::u16string_view kFirstSubIndex = u"-1";
 struct Request {
     PoolPtr<CHAR16> fqdd;     // of the device, with a sub-index
     PoolPtr<CHAR16> bootPath; // text of the device path that was meant; null when any will do
-    UINT16 hardDriveGroup = kNoBootCurrent; // the option that stands for the group of hard disks
+    std::optional<UINT16> hardDriveGroup; // the option that stands for the group of hard disks
 };
 
 bool FitsBootMode(const CHAR16* mode) {
@@ -165,7 +166,7 @@ struct OptionList {
 };
 
 void BootRequested(const Request& request) {
-    UINT16 number = kNoBootCurrent;
+    std::optional<UINT16> number;
     UINT16 deviceIndex = 0;
     {
         OptionList options;
@@ -181,9 +182,9 @@ void BootRequested(const Request& request) {
             }
         }
     }
-    if (number != kNoBootCurrent) {
+    if (number) {
         DebugPrint(kDebugBdsInfo, "BDS: HII 1-time boot attributes\n");
-        static_cast<void>(BdsBootByOptionNumber(number, deviceIndex));
+        static_cast<void>(BdsBootByOptionNumber(*number, deviceIndex));
     }
 }
 

@@ -112,25 +112,33 @@ struct [[gnu::packed]] CommonHeaders {
     UINT16 Subsystem;
 };
 
-// Whether the fallback file of a file system is there and is an application for this processor.
-bool HoldsBootableFile(EFI_HANDLE handle) {
+// The headers of a file system's fallback file; nothing when it has no such file, or one that is no
+// PE image.
+std::optional<CommonHeaders> ReadFallbackHeaders(EFI_HANDLE handle) {
     auto* fileSystem = ProtocolOnHandle<EFI_SIMPLE_FILE_SYSTEM_PROTOCOL>(handle);
     OpenFile root;
     OpenFile file;
     if (fileSystem == nullptr || EFI_ERROR(fileSystem->OpenVolume(fileSystem, root.out())) ||
         EFI_ERROR(root->Open(root.get(), file.out(), const_cast<CHAR16*>(kFallbackFile),
                              EFI_FILE_MODE_READ, 0))) {
-        return false;
+        return {};
     }
     EFI_IMAGE_DOS_HEADER dos;
     if (!ReadRecord(file, 0, dos)) {
-        return false;
+        return {};
     }
     // An image without a DOS header begins with its PE signature.
     const UINT64 position = dos.e_magic == EFI_IMAGE_DOS_SIGNATURE ? dos.e_lfanew : 0;
     CommonHeaders headers;
-    return ReadRecord(file, position, headers) && headers.Signature == EFI_IMAGE_NT_SIGNATURE &&
-           headers.FileHeader.Machine == IMAGE_FILE_MACHINE_X64 &&
+    if (!ReadRecord(file, position, headers) || headers.Signature != EFI_IMAGE_NT_SIGNATURE) {
+        return {};
+    }
+    return headers;
+}
+
+// An application for this processor.
+bool IsBootable(const CommonHeaders& headers) {
+    return headers.FileHeader.Machine == IMAGE_FILE_MACHINE_X64 &&
            headers.Subsystem == EFI_IMAGE_SUBSYSTEM_EFI_APPLICATION;
 }
 
@@ -176,10 +184,11 @@ EFI_HANDLE BdsFindRemovableMediaFileSystem(const EFI_DEVICE_PATH_PROTOCOL* path)
         if (!kinship.related) {
             continue;
         }
-        if (HoldsBootableFile(handle)) {
+        const std::optional<CommonHeaders> headers = ReadFallbackHeaders(handle);
+        if (headers && IsBootable(*headers)) {
             return handle;
         }
-        if (kinship.httpRamDisk) {
+        if (!headers && kinship.httpRamDisk) {
             ReleaseRamDisk(device);
         }
     }
@@ -190,8 +199,10 @@ EFI_STATUS BdsLoadBootImage(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE* im
     *image = nullptr;
     const EFI_STATUS status = gBS->LoadImage(
         TRUE, gImageHandle, const_cast<EFI_DEVICE_PATH_PROTOCOL*>(path), nullptr, 0, image);
-    if (status == EFI_SECURITY_VIOLATION && *image != nullptr) {
-        static_cast<void>(gBS->UnloadImage(*image));
+    if (status == EFI_SECURITY_VIOLATION) {
+        if (*image != nullptr) {
+            static_cast<void>(gBS->UnloadImage(*image));
+        }
         DebugPrint(kDebugBdsLoad, "LoadImage %r and UnloadImage to aviod resource leak.\n", status);
     }
     if (EFI_ERROR(status)) {
@@ -201,11 +212,11 @@ EFI_STATUS BdsLoadBootImage(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE* im
 }
 
 EFI_STATUS BdsLoadRemovableMediaImage(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE* image,
-                                      void (*beforeLoad)()) {
+                                      EFI_STATUS ifNone, void (*beforeLoad)()) {
     *image = nullptr;
     EFI_HANDLE fileSystem = BdsFindRemovableMediaFileSystem(path);
     if (fileSystem == nullptr) {
-        return EFI_NOT_FOUND;
+        return ifNone;
     }
     const PoolPtr<EFI_DEVICE_PATH_PROTOCOL> file =
         FileDevicePath(ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(fileSystem), kFallbackFile);
@@ -225,10 +236,7 @@ EFI_STATUS BdsCheckRemovableMedia(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HAND
     EFI_HANDLE loaded = nullptr;
     EFI_STATUS status = BdsLoadBootImage(path, &loaded);
     if (EFI_ERROR(status)) {
-        const EFI_STATUS fallback = BdsLoadRemovableMediaImage(path, &loaded);
-        if (fallback != EFI_NOT_FOUND) {
-            status = fallback;
-        }
+        status = BdsLoadRemovableMediaImage(path, &loaded, status);
     }
     if (image != nullptr) {
         *image = loaded;

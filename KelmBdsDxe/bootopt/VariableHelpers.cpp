@@ -36,8 +36,9 @@ EFI_STATUS BdsReadVariable(const CHAR16* name, const EFI_GUID* guid, PoolPtr<UIN
 
 EFI_STATUS BdsDeleteVariable(const CHAR16* name, const EFI_GUID* guid) {
     UINT32 attributes = 0;
-    UINTN size = 0;
-    const EFI_STATUS status = gRT->GetVariable(name, guid, &attributes, &size, nullptr);
+    UINT8 room = 0; // one without bytes is not told of without a buffer
+    UINTN size = sizeof(room);
+    const EFI_STATUS status = gRT->GetVariable(name, guid, &attributes, &size, &room);
     if (EFI_ERROR(status) && status != EFI_BUFFER_TOO_SMALL) {
         return status;
     }

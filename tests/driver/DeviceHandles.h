@@ -56,6 +56,15 @@ private:
     std::deque<PathBytes> paths_;
 };
 
+// Installs a protocol of the test's own.
+template <class Protocol>
+inline void Serve(Protocol& protocol) {
+    EFI_HANDLE handle = nullptr;
+    EXPECT_EQ(gBS->InstallMultipleProtocolInterfaces(&handle, ProtocolGuid<Protocol>::value,
+                                                     &protocol, nullptr),
+              EFI_SUCCESS);
+}
+
 // Runs `body` in place of the driver and expects that it misuses nothing.
 inline void RunClean(std::string_view machine, const std::function<void(sim::Platform&)>& body,
                      sim::Trace* trace = nullptr) {
