@@ -4,32 +4,32 @@
 
 #include "boot/ControllerBoot.h"
 #include "boot/ControllerBootFlags.h"
-#include "bootopt/EnumerateBootOptions.h"
-#include "bootopt/FqddAttributes.h"
 #include "console/SerialConsole.h"
 #include "console/SerialSettings.h"
 #include "console/SuperIo.h"
 #include "console/VideoConsole.h"
 #include "console/WriteCombining.h"
-#include "core/BootTask.h"
-#include "core/Forgeline.h"
-#include "core/HotKeys.h"
-#include "core/PauseKey.h"
-#include "core/UserEntries.h"
 #include "legacy/BbsTable.h"
+#include "legacy/LegacyDefaultOrders.h"
+#include "legacy/LegacyEnumeration.h"
 #include "legacy/LegacyOption.h"
 #include "legacy/MemoryTypeInformation.h"
 #include "mgmt/ConfigLock.h"
 #include "mgmt/FactoryVariable.h"
 #include "mgmt/FirmwareInventory.h"
 #include "mgmt/PowerBudget.h"
+#include "mgmt/Rci2Table.h"
 #include "mgmt/ServiceTag.h"
 #include "mgmt/SmaJobs.h"
 #include "mgmt/SmallSteps.h"
 #include "mgmt/SmbiosTables.h"
 #include "network/IscsiConnect.h"
+#include "network/IscsiDisks.h"
 #include "network/NetBootPath.h"
+#include "network/NetworkDevices.h"
+#include "network/NicList.h"
 #include "network/NvmeofConnect.h"
+#include "network/NvmeofDisks.h"
 #include "platform/BoardPolicies.h"
 #include "platform/CpuVoltageRegulator.h"
 #include "platform/ExtendedPost.h"
@@ -37,15 +37,14 @@
 #include "platform/MemoryTest.h"
 #include "platform/SecureBootState.h"
 #include "platform/UsbPorts.h"
-#include "post/Languages.h"
 #include "post/LiquidCooling.h"
-#include "post/Passwords.h"
-#include "post/PostDisplay.h"
-#include "post/PostMessages.h"
 
 namespace kelm {
 
 // boot
+EFI_STATUS BdsApplyPersistentControllerBootRequest() {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsBootIpmiBootOption() {
     return EFI_UNSUPPORTED;
 }
@@ -55,13 +54,27 @@ EFI_STATUS BdsReadControllerBootFlags() {
 EFI_STATUS BdsClearControllerBootFlags() {
     return EFI_UNSUPPORTED;
 }
-
-// bootopt
-EFI_STATUS EnumerateBootOptions() {
+ControllerBootRequest BdsGetControllerBootRequest() {
+    return {};
+}
+bool BdsIsControllerBootOverride() {
+    return false;
+}
+bool BdsIsRedirectionEnableRequested() {
+    return false;
+}
+bool BdsIsRedirectionSuppressRequested() {
+    return false;
+}
+void BdsShowControllerBootRequest() {}
+EFI_STATUS BdsClearControllerSetupRequest() {
     return EFI_UNSUPPORTED;
 }
-bool BdsIsLegacyOrderRequested() {
-    return false;
+EFI_STATUS BdsClearControllerForgelineRequest() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsClearControllerPxeRequest() {
+    return EFI_UNSUPPORTED;
 }
 
 // console
@@ -90,70 +103,16 @@ EFI_STATUS BdsEnableVideoWriteCombining() {
     return EFI_UNSUPPORTED;
 }
 
-// core
-EFI_STATUS BdsForgelineCleanup() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsEnterBootManager() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsSetBootTask() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsShowBootTaskMessage() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsSpecialBootTask() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsSetBootTaskText(const CHAR8*) {
-    return EFI_UNSUPPORTED;
-}
-void BdsProcessControllerRequest() {}
-EFI_STATUS BdsHotkeyEnable() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsHotkeyStop() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsProcessHotKeys() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsUpdateHotKeyPrompt() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsStartPauseKey() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsStopPauseKey() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsForgelineInit() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsDetachForgelinePartition() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsProcessSsm() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsEnterForgelineGui() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsClearForgelineGuiRequest() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsBootServicePartition() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsInterfaceEnterForgeline() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsEnterSetup() {
-    return EFI_UNSUPPORTED;
-}
-
 // legacy
+EFI_STATUS BdsEnumerateLegacyBootOptions() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsApplyDefaultLegacyHddOrder(const CHAR16*, const EFI_GUID*) {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsBuildDefaultLegacyOrders() {
+    return EFI_UNSUPPORTED;
+}
 void BdsUpdateMemoryTypeInformation() {}
 EFI_STATUS BdsGetBbsEntryDevicePath(const BBS_TABLE*, EFI_DEVICE_PATH_PROTOCOL**) {
     return EFI_UNSUPPORTED;
@@ -230,6 +189,12 @@ EFI_STATUS BdsCheckAciShutdown() {
 EFI_STATUS BdsBladeChassisCheck() {
     return EFI_UNSUPPORTED;
 }
+bool BdsIsResetToDefaultsRequested() {
+    return false;
+}
+EFI_STATUS BdsBuildRci2Table() {
+    return EFI_UNSUPPORTED;
+}
 EFI_STATUS BdsProcessSmaResetToDefaults() {
     return EFI_UNSUPPORTED;
 }
@@ -247,6 +212,36 @@ EFI_STATUS BdsBuildSmbiosTables() {
 }
 
 // network
+EFI_STATUS BdsCreateNicList() {
+    return EFI_UNSUPPORTED;
+}
+EFI_STATUS BdsUpdateNetworkDeviceAttributes() {
+    return EFI_UNSUPPORTED;
+}
+bool IsNetworkDeviceEnabled(const EFI_DEVICE_PATH_PROTOCOL*) {
+    return false;
+}
+EFI_STATUS BdsGetUefiNetworkNicAttributeFqdd(const CHAR16*, CHAR16**) {
+    return EFI_NOT_FOUND;
+}
+bool IsIscsiBootDiskPath(const EFI_DEVICE_PATH_PROTOCOL*) {
+    return false;
+}
+const EFI_DEVICE_PATH_PROTOCOL* BdsFindIscsiBootFileSystem() {
+    return nullptr;
+}
+bool BdsIsNvmeofSubsystemDevicePath(const EFI_DEVICE_PATH_PROTOCOL*, UINT8) {
+    return false;
+}
+const EFI_DEVICE_PATH_PROTOCOL* BdsFindNvmeofDiskByNqn(UINT8) {
+    return nullptr;
+}
+PoolPtr<CHAR16> BdsGetNvmeofInterfaceLocation(UINT8) {
+    return {};
+}
+EFI_STATUS BdsGetNvmeofDevController(const CHAR16*, EFI_HANDLE*) {
+    return EFI_NOT_FOUND;
+}
 bool IsPxeIscsiVlanConflict(const EFI_DEVICE_PATH_PROTOCOL*) {
     return false;
 }
@@ -291,29 +286,7 @@ EFI_STATUS BdsSendUsbConfig() {
 }
 
 // post
-EFI_STATUS RegisterPostMessageWithArgs(UINT32, const EFI_DEVICE_PATH_PROTOCOL*, const CHAR8*) {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsInitLanguages(bool) {
-    return EFI_UNSUPPORTED;
-}
 EFI_STATUS BdsCheckLqcConfig() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsCheckAdminPassword() {
-    return EFI_UNSUPPORTED;
-}
-void BdsCheckSystemPassword() {}
-EFI_STATUS BdsCheckPasswordJumper() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsCheckPasswordDisabledMessage() {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS BdsProcessPostErrors(bool) {
-    return EFI_UNSUPPORTED;
-}
-EFI_STATUS RegisterPostMessage(UINT32) {
     return EFI_UNSUPPORTED;
 }
 

@@ -6,5 +6,7 @@
 namespace kelm {
 
 EFI_STATUS BdsBootIpmiBootOption();
+// Puts the option of a persistent request first in the boot order.
+EFI_STATUS BdsApplyPersistentControllerBootRequest();
 
 } // namespace kelm

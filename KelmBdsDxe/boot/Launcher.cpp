@@ -11,12 +11,12 @@
 #include "bootopt/VariableHelpers.h"
 #include "core/DriverState.h"
 #include "core/Progress.h"
-#include "kelm/PlaceholderGuids.h"
 #include "kelm/PlatformTpmProtocol.h"
 #include "kelm/Variables.h"
 #include "library/firmware/DevicePathPool.h"
 #include "library/firmware/Measurement.h"
 #include "library/firmware/Protocol.h"
+#include "network/BootDevicePlaceholders.h"
 #include "network/NetBootPath.h"
 #include "platform/NetworkPermission.h"
 #include "uefi/GlobalVariable.h"
@@ -50,14 +50,8 @@ void ReplaceGenericUsb(BootOptionRecord** option) {
     }
 }
 
-bool IsNetworkPlaceholder(const EFI_DEVICE_PATH_PROTOCOL* path) {
-    auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(path);
-    EFI_HANDLE handle = nullptr;
-    return !EFI_ERROR(gBS->LocateDevicePath(&gKelmNetworkBootDeviceMarkerGuid, &rest, &handle));
-}
-
 EFI_STATUS ResolveNetworkPlaceholder(PathToLoad& target) {
-    if (!IsNetworkPlaceholder(target.path)) {
+    if (!BdsIsNetworkPlaceholder(target.path)) {
         return EFI_SUCCESS;
     }
     if (IsPxeIscsiVlanConflict(target.path)) {

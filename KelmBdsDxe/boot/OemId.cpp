@@ -41,8 +41,7 @@ EFI_STATUS BackUpOemSmbiosStrings() {
                        kBackup, status);
         }
     }
-    status = gRT->SetVariable(const_cast<CHAR16*>(variable.name), variable.guid,
-                              variable.attributes, 0, nullptr);
+    status = BdsDeleteVariable(variable.name, variable.guid);
     if (EFI_ERROR(status)) {
         DebugPrint(kDebugError, "[%a]: Error! SetVariable failed. Status=%r\n", kBackup, status);
     }

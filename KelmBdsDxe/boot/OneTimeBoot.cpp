@@ -267,7 +267,7 @@ void BdsProcessOneTimeBoot() {
     }
     if (gDriver.boot.bootTask == BootTask::ControllerBoot) {
         static_cast<void>(BdsReadControllerBootFlags());
-        static_cast<void>(BdsSetBootTaskText(""));
+        BdsSetBootTaskText("");
         if (!Attempted()) {
             const EFI_STATUS status = BdsBootIpmiBootOption();
             DebugPrint(kDebugBds, "BDS: BdsBootIpmiBootOption - %r\n", status);

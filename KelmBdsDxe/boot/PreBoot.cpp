@@ -36,6 +36,11 @@ void TellUefiBootStart() {
     }
 }
 
+void CleanUpForgeline() {
+    const Measurement measurement("ForgelineCleanup", "BDS");
+    static_cast<void>(BdsForgelineCleanup());
+}
+
 void SignalReadyToBoot() {
     BdsReportProgress(kProgressReadyToBoot);
     {
@@ -65,18 +70,13 @@ void CloseControllerInterface() {
 
 } // namespace
 
-void BdsCleanUpForgeline() {
-    const Measurement measurement("ForgelineCleanup", "BDS");
-    static_cast<void>(BdsForgelineCleanup());
-}
-
 void BdsPrepareBootAttempt() {
     TellUefiBootStart();
     BdsLockCpld();
     gDriver.launch.manufacturingMode = BdsGetManufacturingMode();
     BdsManufacturingLeavePost();
     static_cast<void>(BdsRebuildInventory());
-    BdsCleanUpForgeline();
+    CleanUpForgeline();
     SignalReadyToBoot();
     BdsUsbAllOffDelay();
     ResetConsoles();

@@ -8,7 +8,4 @@ namespace kelm {
 // what is booted.
 void BdsPrepareBootAttempt();
 
-// The configuration inventory and the Forgeline tool are done with; also before a prompt.
-void BdsCleanUpForgeline();
-
 } // namespace kelm

@@ -195,6 +195,11 @@ EFI_HANDLE BdsFindRemovableMediaFileSystem(const EFI_DEVICE_PATH_PROTOCOL* path)
     return nullptr;
 }
 
+bool BdsHasBootableFallbackFile(EFI_HANDLE fileSystem) {
+    const std::optional<CommonHeaders> headers = ReadFallbackHeaders(fileSystem);
+    return headers && IsBootable(*headers);
+}
+
 EFI_STATUS BdsLoadBootImage(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE* image) {
     *image = nullptr;
     const EFI_STATUS status = gBS->LoadImage(

@@ -22,5 +22,7 @@ EFI_STATUS BdsCheckRemovableMedia(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HAND
 // The first file system of the path's device that holds an x64 application as its fallback file;
 // null when there is none. Connects the device and makes its medium current.
 EFI_HANDLE BdsFindRemovableMediaFileSystem(const EFI_DEVICE_PATH_PROTOCOL* path);
+// Whether that one file system holds such a file.
+bool BdsHasBootableFallbackFile(EFI_HANDLE fileSystem);
 
 } // namespace kelm

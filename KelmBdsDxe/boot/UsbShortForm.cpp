@@ -88,7 +88,12 @@ bool Fits(const EFI_DEVICE_PATH_PROTOCOL* node, EFI_USB_IO_PROTOCOL& usbIo) {
            FitsSerialNumber(node, usbIo, usb);
 }
 
-const EFI_DEVICE_PATH_PROTOCOL* FindShortNode(const EFI_DEVICE_PATH_PROTOCOL* path) {
+} // namespace
+
+const EFI_DEVICE_PATH_PROTOCOL* BdsFindUsbShortFormNode(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    if (path == nullptr) {
+        return nullptr;
+    }
     for (const EFI_DEVICE_PATH_PROTOCOL* node : DevicePathNodes(path)) {
         if (IsNode(node, kDevicePathTypeMessaging, kMessagingSubTypeUsbClass) ||
             IsNode(node, kDevicePathTypeMessaging, kMessagingSubTypeUsbWwid)) {
@@ -98,27 +103,40 @@ const EFI_DEVICE_PATH_PROTOCOL* FindShortNode(const EFI_DEVICE_PATH_PROTOCOL* pa
     return nullptr;
 }
 
-} // namespace
-
-PoolPtr<EFI_DEVICE_PATH_PROTOCOL> BdsExpandUsbShortFormPath(const EFI_DEVICE_PATH_PROTOCOL* path) {
-    const EFI_DEVICE_PATH_PROTOCOL* node = path == nullptr ? nullptr : FindShortNode(path);
-    if (node == nullptr) {
-        return {};
+bool BdsIsUsbShortFormOf(const EFI_DEVICE_PATH_PROTOCOL* path, EFI_HANDLE usbDevice) {
+    const EFI_DEVICE_PATH_PROTOCOL* node = BdsFindUsbShortFormNode(path);
+    auto* usbIo = ProtocolOnHandle<EFI_USB_IO_PROTOCOL>(usbDevice);
+    if (node == nullptr || usbIo == nullptr) {
+        return false;
     }
     const size_t prefixSize =
         size_t(reinterpret_cast<const UINT8*>(node) - reinterpret_cast<const UINT8*>(path));
+    const auto device = DevicePathBytes(ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(usbDevice));
+    return device.size() > prefixSize && std::memcmp(device.data(), path, prefixSize) == 0 &&
+           Fits(node, *usbIo);
+}
+
+EFI_HANDLE BdsFindUsbDevice(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    if (BdsFindUsbShortFormNode(path) == nullptr) {
+        return nullptr;
+    }
     HandleBuffer interfaces;
     static_cast<void>(interfaces.LocateByProtocol(gEfiUsbIoProtocolGuid));
     for (EFI_HANDLE handle : interfaces.handles()) {
-        auto* usbIo = ProtocolOnHandle<EFI_USB_IO_PROTOCOL>(handle);
-        const auto* device = ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(handle);
-        const auto bytes = DevicePathBytes(device);
-        if (usbIo != nullptr && bytes.size() > prefixSize &&
-            std::memcmp(bytes.data(), path, prefixSize) == 0 && Fits(node, *usbIo)) {
-            return AppendDevicePaths(device, NextNode(node));
+        if (BdsIsUsbShortFormOf(path, handle)) {
+            return handle;
         }
     }
-    return {};
+    return nullptr;
+}
+
+PoolPtr<EFI_DEVICE_PATH_PROTOCOL> BdsExpandUsbShortFormPath(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    EFI_HANDLE device = BdsFindUsbDevice(path);
+    if (device == nullptr) {
+        return {};
+    }
+    return AppendDevicePaths(ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(device),
+                             NextNode(BdsFindUsbShortFormNode(path)));
 }
 
 } // namespace kelm

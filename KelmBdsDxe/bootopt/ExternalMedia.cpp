@@ -84,8 +84,10 @@ bool IsBootable(EFI_DEVICE_PATH_PROTOCOL* path) {
 } // namespace
 
 BootOptionRecord* BdsFindFirstExternalMediaOption() {
+    KelmDeviceLocationProtocol* service = nullptr;
     OptionOrder order;
-    if (EFI_ERROR(BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order))) {
+    if (EFI_ERROR(BdsLocateDeviceLocation(service)) ||
+        EFI_ERROR(BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order))) {
         return nullptr;
     }
     for (const UINT16 number : order.numbers()) {

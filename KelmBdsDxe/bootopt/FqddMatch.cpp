@@ -2,7 +2,7 @@
 
 #include "bootopt/BracketValue.h"
 #include "bootopt/DeviceLocation.h"
-#include "bootopt/LoadOption.h"
+#include "bootopt/OptionCache.h"
 #include "kelm/DeviceLocationProtocol.h"
 #include "legacy/BbsTable.h"
 #include "library/firmware/DevicePathPool.h"
@@ -23,18 +23,22 @@ EFI_STATUS GetPathOfBbsEntry(const void* entry, PoolPtr<EFI_DEVICE_PATH_PROTOCOL
     return EFI_ERROR(status) || !path ? EFI_NOT_FOUND : EFI_SUCCESS;
 }
 
-EFI_STATUS GetPathOfOption(UINT16 number, PoolPtr<EFI_DEVICE_PATH_PROTOCOL>& path) {
-    const OwnedBootOption option(BdsReadBootOption(number));
-    if (!option) {
+EFI_STATUS GetPathOfOption(OptionCache& options, UINT16 number,
+                           PoolPtr<EFI_DEVICE_PATH_PROTOCOL>& path) {
+    if (options.Status(number) == EFI_OUT_OF_RESOURCES) {
+        return EFI_OUT_OF_RESOURCES;
+    }
+    const CachedOption* option = options.Find(number);
+    if (option == nullptr) {
         return EFI_NOT_FOUND;
     }
-    if (IsNode(option->DevicePath, kDevicePathTypeBbs, kBbsSubTypeBbs)) {
-        return option->LoadOptionsSize < sizeof(BBS_TABLE)
+    if (IsNode(option->path(), kDevicePathTypeBbs, kBbsSubTypeBbs)) {
+        return option->view.optionalData.size() < sizeof(BBS_TABLE)
                    ? EFI_NOT_FOUND
-                   : GetPathOfBbsEntry(option->LoadOptions, path);
+                   : GetPathOfBbsEntry(option->view.optionalData.data(), path);
     }
-    path.reset(std::exchange(option.get()->DevicePath, nullptr));
-    return EFI_SUCCESS;
+    path = DuplicateDevicePath(option->path());
+    return path ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
 EFI_STATUS GetPathOfBbsIndex(UINT16 index, PoolPtr<EFI_DEVICE_PATH_PROTOCOL>& path) {
@@ -75,6 +79,12 @@ EFI_STATUS AppendBrackets(const EFI_DEVICE_PATH_PROTOCOL* path, PoolPtr<CHAR16>&
 } // namespace
 
 EFI_STATUS BdsGetOptionFqddText(UINT16 number, UINTN mode, CHAR16** text) {
+    OptionCache options;
+    return BdsGetCachedOptionFqddText(options, number, mode, text);
+}
+
+EFI_STATUS BdsGetCachedOptionFqddText(OptionCache& options, UINT16 number, UINTN mode,
+                                      CHAR16** text) {
     *text = nullptr;
     KelmDeviceLocationProtocol* service = nullptr;
     if (EFI_ERROR(BdsLocateDeviceLocation(service))) {
@@ -86,7 +96,8 @@ EFI_STATUS BdsGetOptionFqddText(UINT16 number, UINTN mode, CHAR16** text) {
     const bool isOption = mode == kFqddOfOption || mode == kFqddOfOptionPlain;
     const bool wantsBrackets = mode == kFqddOfOption || mode == kFqddOfBbs;
     PoolPtr<EFI_DEVICE_PATH_PROTOCOL> path;
-    EFI_STATUS status = isOption ? GetPathOfOption(number, path) : GetPathOfBbsIndex(number, path);
+    EFI_STATUS status =
+        isOption ? GetPathOfOption(options, number, path) : GetPathOfBbsIndex(number, path);
     if (EFI_ERROR(status)) {
         return status;
     }
@@ -94,7 +105,7 @@ EFI_STATUS BdsGetOptionFqddText(UINT16 number, UINTN mode, CHAR16** text) {
     PoolPtr<CHAR16> fqdd;
     status = BdsGetDeviceLocation(path.get(), &location, &fqdd);
     if (EFI_ERROR(status) || !fqdd) {
-        return EFI_NOT_FOUND;
+        return status == EFI_OUT_OF_RESOURCES ? status : EFI_NOT_FOUND;
     }
     if (wantsBrackets) {
         status = AppendBrackets(path.get(), fqdd);

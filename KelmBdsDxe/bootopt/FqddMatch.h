@@ -6,6 +6,8 @@
 
 namespace kelm {
 
+class OptionCache;
+
 // What a number stands for, and whether the text gets the bracket attributes "BootPath" (the device
 // path in words) and "FailoverCapable" ("true").
 inline constexpr UINTN kFqddOfOption = 1; // an option number, with brackets
@@ -18,6 +20,10 @@ inline constexpr UINTN kFqddOfBbsPlain = 4;
 // option, no BBS table, no device path for a BBS entry, or no FQDD. EFI_INVALID_PARAMETER: another
 // mode, or an index behind the BBS table. EFI_OUT_OF_RESOURCES.
 EFI_STATUS BdsGetOptionFqddText(UINT16 number, UINTN mode, CHAR16** text);
+
+// The same with options from a cache.
+EFI_STATUS BdsGetCachedOptionFqddText(OptionCache& options, UINT16 number, UINTN mode,
+                                      CHAR16** text);
 
 // IsFqddMatching of the pattern and that text; false when there is no text.
 bool BdsIsOptionMatchingFqdd(const CHAR16* pattern, UINT16 number, UINTN mode);

@@ -18,6 +18,8 @@ namespace kelm {
 inline constexpr UINT32 kLoadOptionEnumerated = 0x80000000; // made for a device that was found
 inline constexpr UINT32 kLoadOptionLegacy = 0x40000000;
 inline constexpr UINT32 kLoadOptionOsPositionFixed = 0x10000000; // an OS option, already placed
+// With the mark above: its move to that place has begun and may not have been made.
+inline constexpr UINT32 kLoadOptionOsPositionPending = 0x20000000;
 
 // The parts of an option, in place.
 struct LoadOptionView {

@@ -91,6 +91,8 @@ BdsExpandHddShortFormPath(const EFI_DEVICE_PATH_PROTOCOL* shortPath) {
     }
     const HddPathCache cache;
     std::span<const UINT8> nodes = FindInCache(cache, *wanted);
+    const bool isFirst =
+        !nodes.empty() && nodes.data() == reinterpret_cast<const UINT8*>(cache.path());
     if (nodes.empty()) {
         BdsConnectAllDriversToAllControllers();
         nodes = FindBlockDevice(*wanted);
@@ -99,7 +101,7 @@ BdsExpandHddShortFormPath(const EFI_DEVICE_PATH_PROTOCOL* shortPath) {
         return {};
     }
     PoolPtr<EFI_DEVICE_PATH_PROTOCOL> full = Join(nodes, DevicePathBytes(NextNode(shortPath)));
-    if (full) {
+    if (full && !isFirst) {
         // A cache that cannot be written costs the next boot some time and nothing else.
         static_cast<void>(cache.PutFirst(nodes));
     }

@@ -63,10 +63,11 @@ void AddPlatformConsoles() {
         {kConsoleOut, kConOutName},
         {kConsoleStdErr, kErrOutName},
     };
-    auto* platform = FindProtocol<KelmPlatformConsoleProtocol>();
+    KelmPlatformConsoleProtocol* platform = nullptr;
     PlatformConsoleEntry* entry = nullptr;
-    if (platform == nullptr || EFI_ERROR(platform->GetPlatformConsole(platform, &entry)) ||
-        entry == nullptr) {
+    if (EFI_ERROR(LocateProtocolOrLog(
+            platform, "Error !!! Unable to locate KelmPlatformConsoleProtocol.\n")) ||
+        EFI_ERROR(platform->GetPlatformConsole(platform, &entry)) || entry == nullptr) {
         return;
     }
     for (; entry->DevicePath != nullptr; ++entry) {

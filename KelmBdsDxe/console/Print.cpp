@@ -69,7 +69,7 @@ UINTN PrintWrapped(const CHAR16* text) {
     }
     const UINTN width = gDriver.console.wrapColumn;
     if (width == 0) {
-        static_cast<void>(gST->ConOut->OutputString(gST->ConOut, const_cast<CHAR16*>(text)));
+        PrintUnwrapped(text);
         return 1;
     }
     UINTN pieces = 0;
@@ -87,6 +87,12 @@ UINTN PrintWrapped(const CHAR16* text) {
 
 void PrintString(const CHAR16* text) {
     static_cast<void>(PrintWrapped(text));
+}
+
+void PrintUnwrapped(const CHAR16* text) {
+    if (text != nullptr && gST->ConOut != nullptr) {
+        static_cast<void>(gST->ConOut->OutputString(gST->ConOut, const_cast<CHAR16*>(text)));
+    }
 }
 
 EFI_STATUS PrintHiiString(UINT16 number) {

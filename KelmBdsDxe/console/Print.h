@@ -20,6 +20,8 @@ void SetPrintWrapColumn(UINTN columns);
 UINTN PrintWrapped(const CHAR16* text);
 // Writes a text; null is ignored.
 void PrintString(const CHAR16* text);
+// Writes a text as it stands, whatever the wrap column, so that it stays where the cursor was put.
+void PrintUnwrapped(const CHAR16* text);
 // Writes one of the driver's strings (strings/Strings.h). EFI_NOT_FOUND: number 0 or no such
 // string; EFI_OUT_OF_RESOURCES.
 EFI_STATUS PrintHiiString(UINT16 number);

@@ -5,6 +5,7 @@
 // private state stands in a record of its own and is touched by that module only.
 #pragma once
 
+#include "core/KeyWatch.h"
 #include "kelm/BootTaskTypes.h"
 #include "kelm/PlaceholderGuids.h"
 #include "uefi/Base.h"
@@ -12,6 +13,7 @@
 struct KelmAttributeProtocol;
 struct KelmBdsInterfaceProtocol;
 struct KelmDeviceLocationProtocol;
+struct KelmForgelineProvisioningProtocol;
 struct KelmPasswordProtocol;
 struct KelmPlatformPolicyProtocol;
 
@@ -72,6 +74,11 @@ struct LaunchState {
 
 struct PostState {
     KelmPasswordProtocol* passwords = nullptr; // kept until a lookup or a call fails
+    // What the messages of the running or last display mean for the prompt.
+    bool promptRequired = false;
+    bool promptForced = false; // also when the setting turns prompts off
+    bool infoShown = false;
+    bool fatalError = false;
 };
 
 struct NetworkState {
@@ -84,6 +91,28 @@ struct BootOptState {
     KelmBdsInterfaceProtocol* bdsInterface = nullptr; // the driver's own
 };
 
+struct ForgelineState {
+    KelmForgelineProvisioningProtocol* service = nullptr; // null: there is no tool in this boot
+    bool cleanedUp = false;
+};
+
+struct HotKeyState {
+    KeyWatch watch;
+    EFI_EVENT timer = nullptr;  // fires when the user has had the time for a key
+    bool windowOpened = false;  // there was a keyboard
+    bool f10Suppressed = false; // as of the last prompt
+};
+
+struct PauseKeyState {
+    KeyWatch watch;
+    EFI_EVENT hold = nullptr; // its notification holds POST
+    bool paused = false;
+};
+
+struct MgmtState {
+    bool rci2TableBuilt = false; // or tried
+};
+
 struct DriverState {
     BootState boot;
     CoreState core;
@@ -94,6 +123,10 @@ struct DriverState {
     PostState post;
     NetworkState network;
     BootOptState bootOpt;
+    ForgelineState forgeline;
+    HotKeyState hotKeys;
+    PauseKeyState pauseKey;
+    MgmtState mgmt;
 };
 
 extern DriverState gDriver;

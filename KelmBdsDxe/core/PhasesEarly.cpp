@@ -113,8 +113,8 @@ void ConnectConsoles() {
 }
 
 void SetBootTask() {
-    static_cast<void>(BdsSetBootTask());
-    static_cast<void>(BdsShowBootTaskMessage());
+    BdsSetBootTask();
+    BdsShowBootTaskMessage();
 }
 
 void CheckOsTpmRequests() {
@@ -138,7 +138,7 @@ void SyncHttpsCertificates() {
 }
 
 void HandleSpecialBootTask() {
-    static_cast<void>(BdsSpecialBootTask());
+    BdsSpecialBootTask();
     DebugPrint(kDebugBdsInfo, "[BDS] Special Boot task handling, Boot Task = %s\n",
                BootTaskTitle(gDriver.boot.bootTask));
 }

@@ -115,7 +115,7 @@ void CheckSecureBootPendingTask() {
     gDriver.boot.secureBootTaskPending = BdsGetSecureBootPendingTask();
     BdsProcessSecureBootTask(gDriver.boot.secureBootTaskPending);
     if (gDriver.boot.secureBootTaskPending && gDriver.boot.bootTask == BootTask::Normal) {
-        static_cast<void>(BdsSetBootTaskText("Secure Boot Configuration Requested"));
+        BdsSetBootTaskText("Secure Boot Configuration Requested");
         ResetAfterSecureBootTask();
     }
 }
@@ -130,7 +130,7 @@ void SignalConfigurationBoot() {
 }
 
 void ProcessOemId() {
-    static_cast<void>(BdsSetBootTaskText(""));
+    BdsSetBootTaskText("");
     static_cast<void>(BdsProcessOemId());
 }
 

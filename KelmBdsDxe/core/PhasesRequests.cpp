@@ -41,7 +41,7 @@ bool TaskIs(BootTask task) {
 }
 
 void ClearBootTaskText() {
-    static_cast<void>(BdsSetBootTaskText(""));
+    BdsSetBootTaskText("");
 }
 
 } // namespace
@@ -61,7 +61,7 @@ void ProcessSmaConfigTask() {
     ClearBootTaskText();
     if (State().forgelineRequest == ForgelineRequest::SystemConfiguration) {
         State().bootTask = BootTask::SystemConfiguration;
-        static_cast<void>(BdsSetBootTaskText("System Configuration Requested by Forgeline"));
+        BdsSetBootTaskText("System Configuration Requested by Forgeline");
     }
 }
 

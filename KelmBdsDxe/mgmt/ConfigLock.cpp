@@ -5,6 +5,12 @@
 
 namespace kelm {
 
+namespace {
+
+constexpr UINT8 kConfigurationLocked = 1;
+
+} // namespace
+
 EFI_STATUS BdsGetConfigLock(UINT8* lock) {
     const KelmVariable& variable = kVariableConfigLockDetect;
     UINT8 value = 0;
@@ -13,6 +19,12 @@ EFI_STATUS BdsGetConfigLock(UINT8* lock) {
         gRT->GetVariable(const_cast<CHAR16*>(variable.name), variable.guid, nullptr, &size, &value);
     *lock = EFI_ERROR(status) ? 0 : value;
     return status;
+}
+
+bool BdsIsConfigLocked() {
+    UINT8 lock = 0;
+    static_cast<void>(BdsGetConfigLock(&lock));
+    return lock == kConfigurationLocked;
 }
 
 } // namespace kelm

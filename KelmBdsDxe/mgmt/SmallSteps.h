@@ -26,6 +26,8 @@ EFI_STATUS BdsDisableNvmePrebootHotplug();
 // Registers a message when an attribute configuration request asked for a shutdown.
 EFI_STATUS BdsCheckAciShutdown();
 EFI_STATUS BdsBladeChassisCheck();
+// Whether the controller wants the BIOS attributes put back to their defaults.
+bool BdsIsResetToDefaultsRequested();
 // Sets the BIOS attributes to their defaults for the controller.
 EFI_STATUS BdsProcessSmaResetToDefaults();
 // Attribute configuration requests and the errors they left.

@@ -36,4 +36,10 @@ void BdsInstallNetworkBootDevices() {
     }
 }
 
+bool BdsIsNetworkPlaceholder(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(path);
+    EFI_HANDLE handle = nullptr;
+    return !EFI_ERROR(gBS->LocateDevicePath(&gKelmNetworkBootDeviceMarkerGuid, &rest, &handle));
+}
+
 } // namespace kelm

@@ -3,10 +3,13 @@
 #pragma once
 
 #include "uefi/Base.h"
+#include "uefi/DevicePath.h"
 
 namespace kelm {
 
 // Installs the 25 placeholder handles; one that is installed already is kept.
 void BdsInstallNetworkBootDevices();
+// Whether a valid path leads to one of them.
+bool BdsIsNetworkPlaceholder(const EFI_DEVICE_PATH_PROTOCOL* path);
 
 } // namespace kelm

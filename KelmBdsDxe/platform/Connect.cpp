@@ -36,9 +36,10 @@ void ConnectAllButImages() {
 }
 
 void ConnectPlatformSequence() {
-    auto* platform = FindProtocol<KelmPlatformConsoleProtocol>();
+    KelmPlatformConsoleProtocol* platform = nullptr;
     EFI_DEVICE_PATH_PROTOCOL** sequence = nullptr;
-    if (platform == nullptr ||
+    if (EFI_ERROR(LocateProtocolOrLog(
+            platform, "Error !!! Unable to locate KelmPlatformConsoleProtocol.\n")) ||
         EFI_ERROR(platform->GetPlatformConnectSequence(platform, &sequence)) ||
         sequence == nullptr) {
         return;

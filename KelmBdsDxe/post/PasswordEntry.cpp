@@ -6,9 +6,7 @@
 
 namespace kelm {
 
-namespace {
-
-EFI_STATUS LocatePasswords(KelmPasswordProtocol*& service) {
+EFI_STATUS BdsLocatePasswords(KelmPasswordProtocol*& service) {
     service = gDriver.post.passwords;
     if (service != nullptr) {
         return EFI_SUCCESS;
@@ -18,17 +16,15 @@ EFI_STATUS LocatePasswords(KelmPasswordProtocol*& service) {
     return status;
 }
 
-} // namespace
-
 EFI_STATUS BdsPasswordEntryBegin() {
     KelmPasswordProtocol* service = nullptr;
-    const EFI_STATUS status = LocatePasswords(service);
+    const EFI_STATUS status = BdsLocatePasswords(service);
     return EFI_ERROR(status) ? status : service->PasswordEntryBegin(service);
 }
 
 EFI_STATUS BdsPasswordEntryEnd() {
     KelmPasswordProtocol* service = nullptr;
-    const EFI_STATUS status = LocatePasswords(service);
+    const EFI_STATUS status = BdsLocatePasswords(service);
     return EFI_ERROR(status) ? status : service->PasswordEntryEnd(service);
 }
 

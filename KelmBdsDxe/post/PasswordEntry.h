@@ -3,7 +3,12 @@
 
 #include "uefi/Base.h"
 
+struct KelmPasswordProtocol;
+
 namespace kelm {
+
+// The password service, kept from its first use on. EFI_NOT_FOUND without it.
+EFI_STATUS BdsLocatePasswords(KelmPasswordProtocol*& service);
 
 // A boot image is about to be started. EFI_NOT_FOUND without the service.
 EFI_STATUS BdsPasswordEntryBegin();

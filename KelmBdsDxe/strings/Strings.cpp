@@ -61,6 +61,10 @@ constexpr std::array<const CHAR16*, kStringEmpty> kStrings = [] {
 
 } // namespace
 
+const CHAR16* BdsStringText(UINT16 number) {
+    return kStrings[number - 1];
+}
+
 EFI_STATUS BdsRegisterStrings() {
     return RegisterHiiStrings(gKelmBdsStringPackageGuid, kStringLanguage, kStrings,
                               &gDriver.strings.packageList);

@@ -37,5 +37,8 @@ inline constexpr UINT16 kStringEmpty = 0x1B;
 
 // Registers the package list. EFI_NOT_FOUND: no HII database; otherwise as RegisterHiiStrings.
 EFI_STATUS BdsRegisterStrings();
+// One of the numbers above as text, NUL-terminated, without the HII database: for what is stored
+// and not shown.
+const CHAR16* BdsStringText(UINT16 number);
 
 } // namespace kelm

@@ -44,8 +44,8 @@ static_assert(sizeof(PostMessageTableEntry) == 40);
 
 inline constexpr UINT32 kRegisteredPostMessageSignature = 0x4D455044; // "DPEM" in memory
 
-// One registered message. The record is the service's; the display may put a reallocated pool
-// buffer in place of FinalText.
+// One registered message. The record is the service's, and so is what it points to; the display may
+// put a reallocated pool buffer in place of FinalText.
 struct RegisteredPostMessage {
     UINT32 Signature;
     UINT32 Type;
@@ -63,14 +63,16 @@ static_assert(offsetof(RegisteredPostMessage, Link) == 56);
 static_assert(sizeof(RegisteredPostMessage) == 72);
 
 struct KelmPostMessageProtocol {
-    // Registers a message. Texts and the argument block are copied. No device: null. No arguments:
-    // null block.
+    // Registers a message. The identifier, the final text and the argument block come from pool
+    // and become the service's, unless it answers an error; only the texts of a transient message
+    // are copied and stay the registrant's. The device's path is copied. No device: null. No
+    // arguments: null block.
     EFI_STATUS(EFIAPI* AddPostMessage)
     (UINT32 type, UINT32 number, const CHAR16* identifier, const CHAR16* finalText,
      const EFI_DEVICE_PATH_PROTOCOL* device, const CHAR16* argumentBlock, UINT8 noLog);
     // The head of the list of RegisteredPostMessage.Link, or null when there is no list.
     KelmListEntry*(EFIAPI* GetPostMessageList)();
-    // A display walk over the list is over.
+    // A display walk over the list is over: what it has met is not listed again.
     EFI_STATUS(EFIAPI* EndPostMessageList)();
     // The message table and its number of entries; both stay the service's.
     EFI_STATUS(EFIAPI* GetPostMessageTable)(const PostMessageTableEntry** table, UINTN* count);

@@ -51,6 +51,14 @@ void EnableInterrupts();
 // Stops this processor until the next interrupt. May return: who wants to stop for good loops.
 void Halt();
 
+// Stops this processor for good: only a reset leaves this.
+[[noreturn]] inline void HaltForever() {
+    for (;;) {
+        DisableInterrupts();
+        Halt();
+    }
+}
+
 // A hint for a loop that waits for another processor. Never visible to the simulator.
 inline void CpuPause() {
     __builtin_ia32_pause();

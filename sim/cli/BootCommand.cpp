@@ -10,6 +10,7 @@
 #include "sim/machine/MachineDescription.h"
 #include "sim/machine/NvStore.h"
 #include "sim/siblings/Sibling.h"
+#include "sim/terminal/TerminalSession.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <unistd.h>
 
 // The driver that is linked into this program.
@@ -30,6 +32,7 @@ namespace sim {
 namespace {
 
 constexpr std::uintmax_t kMaxDriverSize = 64 * 1024 * 1024;
+constexpr std::uint64_t kLongestSession = 1000000; // seconds; the most that "limits" takes
 
 // A protocol that is left out must be one that would be there otherwise, or a GUID.
 void CheckMissing(const MachineDescription& machine) {
@@ -50,12 +53,27 @@ void CheckMissing(const MachineDescription& machine) {
     }
 }
 
-MachineDescription MachineOf(const BootOptions& options) {
+// The keys of --keys, in any of its forms.
+Json KeysOf(const BootOptions& options) {
+    if (options.keys.starts_with('@')) {
+        return LoadKeys(options.keys.substr(1));
+    }
+    if (options.keys.starts_with('[')) {
+        return ParseKeys(options.keys, "--keys");
+    }
+    return ParseKeyList(options.keys);
+}
+
+MachineDescription MachineOf(const BootOptions& options, const Json& keys) {
     MachineDescription machine = LoadMachine(options.machine);
+    if (options.interactive) {
+        // Nobody shall be sent away after an hour, unless --set asks for it.
+        machine.root["limits"]["timeSeconds"] = kLongestSession;
+    }
     for (const std::string& setting : options.settings) {
         ApplySetting(machine, setting);
     }
-    for (const Json& key : ParseKeyList(options.keys)) {
+    for (const Json& key : keys) {
         machine.root["keys"].push_back(key);
     }
     CheckMissing(machine);
@@ -121,6 +139,37 @@ bool WantsColour() {
     return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == '\0');
 }
 
+// Nothing unless the user wants to sit at the server.
+std::unique_ptr<TerminalSession> SessionOf(const BootOptions& options, const Json& keys) {
+    if (!options.interactive) {
+        return nullptr;
+    }
+    try {
+        return std::make_unique<TerminalSession>(
+            TerminalSession::Options{options.speed, WantsColour(), options.record, keys});
+    } catch (const TerminalError& error) {
+        throw UsageError(fmt::format("--interactive: {}", error.what()));
+    } catch (const std::runtime_error& error) {
+        throw UsageError(fmt::format("--record: {}", error.what()));
+    }
+}
+
+// One power-on, before the eyes of whoever sits there.
+BootResult PowerOn(Server& server, TerminalSession* session) {
+    if (session == nullptr) {
+        return server.PowerOn();
+    }
+    try {
+        session->Open();
+    } catch (const TerminalError& error) {
+        throw UsageError(fmt::format("--interactive: {}", error.what()));
+    }
+    const BootResult result =
+        server.PowerOn([&](Platform& platform) { session->SitDown(platform); });
+    session->Close();
+    return result;
+}
+
 bool IsReset(EndReason reason) {
     return reason == EndReason::ResetWarm || reason == EndReason::ResetCold;
 }
@@ -141,12 +190,15 @@ ExitStatus StatusOf(EndReason reason) {
         return ExitStatus::WaitingForKey;
     case EndReason::TimeLimit:
         return ExitStatus::TimeLimit;
+    case EndReason::SwitchedOff:
+        return ExitStatus::SwitchedOff;
     }
     return ExitStatus::ToolFault;
 }
 
 ExitStatus RunBoot(const BootOptions& options) {
-    MachineDescription machine = MachineOf(options);
+    const Json keys = KeysOf(options);
+    MachineDescription machine = MachineOf(options, keys);
     DriverImage driver = DriverOf(options);
     NvStore store = StoreOf(options);
     Trace trace;
@@ -160,19 +212,31 @@ ExitStatus RunBoot(const BootOptions& options) {
         trace.AttachStream(&traceFile);
     }
     BootPrinter printer(std::cout, {options.log, options.screenOnly, WantsColour()});
-    trace.SetListener([&](const Json& event) { printer.See(event); });
+    const std::unique_ptr<TerminalSession> session = SessionOf(options, keys);
+    trace.SetListener([&](const Json& event) {
+        if (session == nullptr) {
+            printer.See(event);
+        } else if (const auto phase = AnnouncedPhase(event)) {
+            session->ShowPhase(*phase);
+        }
+    });
 
     Server server(std::move(machine), std::move(store), std::move(driver), trace);
     // Most often a member that is misspelt, or a call that this boot does not make.
-    server.SetInspector([](Platform& platform) {
-        for (const std::string& fault : platform.faults->Unmet()) {
-            std::cerr << "kelm-sim: a fault never happened: " << fault << '\n';
+    std::vector<std::string> unmet;
+    server.SetInspector([&](Platform& platform) {
+        unmet = platform.faults->Unmet();
+        if (session != nullptr) {
+            session->Leave(platform);
         }
     });
     ExitStatus status = ExitStatus::ToolFault;
     bool violated = false;
     for (unsigned boot = 1; boot <= options.boots; boot++) {
-        const BootResult result = server.PowerOn();
+        const BootResult result = PowerOn(server, session.get());
+        for (const std::string& fault : unmet) {
+            std::cerr << "kelm-sim: a fault never happened: " << fault << '\n';
+        }
         printer.End(result, boot);
         for (const std::string& violation : result.violations) {
             std::cerr << fmt::format("boot {}: violation: {}\n", boot, violation);

@@ -1,7 +1,9 @@
 #include "sim/cli/BootPrinter.h"
 
+#include "kelm/SplashProtocol.h"
 #include "sim/firmware/Screen.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <ostream>
 
@@ -11,6 +13,7 @@ namespace {
 
 constexpr double kMicrosecondsPerSecond = 1e6;
 constexpr std::size_t kFrameWidth = 40;
+constexpr std::size_t kKeyColumns = 3; // of a key's name in the hot-key prompt
 
 constexpr std::string_view kDim = "\033[2m";
 constexpr std::string_view kBold = "\033[1m";
@@ -23,13 +26,20 @@ double Seconds(std::uint64_t microseconds) {
     return double(microseconds) / kMicrosecondsPerSecond;
 }
 
-// The lines by which a person follows a boot.
-bool AnnouncesPhase(const Json& event) {
-    return event["level"] == kAnnouncementLevel &&
-           event["text"].get_ref<const std::string&>().starts_with(kAnnouncement);
-}
-
 } // namespace
+
+// These lines are those by which a person follows a boot.
+std::optional<std::string> AnnouncedPhase(const Json& event) {
+    if (event["event"] != "debug" || event["level"] != kAnnouncementLevel) {
+        return std::nullopt;
+    }
+    const auto& text = event["text"].get_ref<const std::string&>();
+    if (!text.starts_with(kAnnouncement)) {
+        return std::nullopt;
+    }
+    const std::size_t end = text.find_last_not_of("\r\n") + 1;
+    return text.substr(kAnnouncement.size(), end - std::min(end, kAnnouncement.size()));
+}
 
 void BootPrinter::See(const Json& event) {
     const auto& kind = event["event"].get_ref<const std::string&>();
@@ -75,7 +85,7 @@ void BootPrinter::End(const BootResult& result, unsigned bootNumber) {
 }
 
 void BootPrinter::SeeDebug(const Json& event) {
-    if (!choice_.log && (choice_.screenOnly || !AnnouncesPhase(event))) {
+    if (!choice_.log && (choice_.screenOnly || !AnnouncedPhase(event))) {
         return;
     }
     if (logLine_.empty()) {
@@ -104,19 +114,28 @@ void BootPrinter::SeeSplash(const Json& event) {
     if (choice_.screenOnly) {
         return;
     }
-    const std::string what = event.value("what", std::string());
-    const auto print = [&](const std::string& text) {
-        if (!text.empty()) {
-            out_ << fmt::format("({}: {})\n", what, text);
-        }
-    };
-    if (event.contains("text") && event["text"].is_string()) {
-        print(event["text"]);
+    if (event.contains("text") && !event["text"].get_ref<const std::string&>().empty()) {
+        out_ << fmt::format("({}: {})\n", event["what"].get_ref<const std::string&>(),
+                            event["text"].get_ref<const std::string&>());
     }
-    if (event.contains("lines") && event["lines"].is_array()) {
-        for (const Json& line : event["lines"]) {
-            print(line.is_string() ? line.get<std::string>() : TraceLine(line));
+    if (event.contains("lines")) {
+        SeePrompt(event["lines"]);
+    }
+}
+
+// The lines stand in a column of their own beside the key; an arrow is at what was taken.
+void BootPrinter::SeePrompt(const Json& lines) {
+    for (const Json& line : lines) {
+        const auto type = line["type"].get<unsigned>();
+        if (type == kSplashLineEmpty) {
+            continue;
         }
+        const auto& text = line["text"].get_ref<const std::string&>();
+        const std::size_t tab = text.find('\t');
+        const bool hasKey = tab != std::string::npos;
+        out_ << fmt::format("(keys:{}{:<{}}{})\n", type == kSplashLineKeyTaken ? "> " : "  ",
+                            hasKey ? text.substr(0, tab) : "", hasKey ? kKeyColumns : 0,
+                            hasKey ? text.substr(tab + 1) : text);
     }
 }
 

@@ -6,10 +6,14 @@
 #include "sim/firmware/Platform.h"
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace sim {
+
+// The phase that an event announces as it begins, if it does: "Early Init".
+std::optional<std::string> AnnouncedPhase(const Json& event);
 
 class BootPrinter {
 public:
@@ -30,6 +34,7 @@ public:
 private:
     void SeeDebug(const Json& event);
     void SeeSplash(const Json& event);
+    void SeePrompt(const Json& lines);
     void FlushLog();
     void PrintScrolled(const Screen& screen);
     void PrintFrame(const std::vector<std::string>& lines);

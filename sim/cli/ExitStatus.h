@@ -13,7 +13,8 @@ enum class ExitStatus {
     WaitingForKey = 4,
     Halted = 5,
     TimeLimit = 6,
-    Violation = 7, // however the boot ended
+    Violation = 7,   // however the boot ended
+    SwitchedOff = 8, // at the terminal
 };
 
 ExitStatus StatusOf(EndReason reason);

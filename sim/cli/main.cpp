@@ -17,14 +17,17 @@ constexpr const char* kStatuses = R"(Exit statuses:
   1  a fault of the tool                 6  the time limit
   2  bad usage, machine file or driver   7  a violation was recorded,
   3  reset or shutdown                      whatever else happened
-  4  waiting for a key that never comes)";
+  4  waiting for a key that never comes  8  switched off at the terminal)";
 
 constexpr const char* kBootHelp =
     R"(A MACHINE is a machine file; without one the default machine boots.
 Settings: attribute.NAME=TEXT, attribute.NAME=hex:0102, variable.NAME-GUID=0102,
 pcd.SPACE/0xTOKEN=VALUE, limits.timeSeconds=10, /json/pointer=JSON.
 Keys: F2@1500,Enter@2000 (milliseconds since power-on; a key without a time comes
-with the one before it, the first one at power-on).)";
+with the one before it, the first one at power-on), or as a machine file has them,
+'[{"at": 1500, "key": "F2"}]', or @FILE with such an array.
+At the terminal: Ctrl+] switches off, Ctrl+P is Pause, Alt+1 ... Alt+9, Alt+0, Alt+!
+and Alt+@ are F1 ... F12 where the terminal keeps those for itself.)";
 
 int ListProtocols() {
     std::size_t width = 0;
@@ -42,7 +45,7 @@ int ListProtocols() {
 
 // An empty name is a mistake (of a script, say), and not the same as leaving the option out.
 void RefuseEmptyNames(const CLI::App& boot) {
-    for (const char* option : {"machine", "--nvram", "--driver", "--trace"}) {
+    for (const char* option : {"machine", "--nvram", "--driver", "--trace", "--record"}) {
         const CLI::Option* given = boot.get_option(option);
         if (given->count() > 0 && given->as<std::string>().empty()) {
             throw sim::UsageError(std::string(option) + ": the name is empty");
@@ -70,7 +73,18 @@ int main(int argc, char** argv) {
         ->type_name("N")
         ->check(CLI::Range(1u, 1000u));
     boot->add_option("--trace", options.trace, "Write the trace as JSON Lines")->type_name("FILE");
-    boot->add_flag("--log", options.log, "Print the debug log with times");
+    CLI::Option* log = boot->add_flag("--log", options.log, "Print the debug log with times");
+    CLI::Option* interactive =
+        boot->add_flag("--interactive", options.interactive, "Sit at the server: screen and keys");
+    interactive->excludes(log);
+    boot->add_option("--speed", options.speed,
+                     "Virtual seconds in a second at the terminal; 0: as many as there can be")
+        ->type_name("N")
+        ->check(CLI::Range(0.0, 1e6))
+        ->needs(interactive);
+    boot->add_option("--record", options.record, "Write what is typed at the terminal, for --keys")
+        ->type_name("FILE")
+        ->needs(interactive);
     boot->add_flag("--screen", options.screenOnly, "Print only the final screen");
     boot->add_option("--set", options.settings, "Change the machine; can be repeated")
         ->type_name("TARGET=VALUE")

@@ -113,9 +113,9 @@ private:
     BlockMedia& media_;
 };
 
-constexpr std::array<std::string_view, 8> kMediaKinds = {"virtual-disk", "nvme",     "sata-disk",
-                                                         "sata-optical", "usb-disk", "usb-optical",
-                                                         "usb-floppy",   "ram-disk"};
+constexpr auto kMediaKinds = std::to_array<std::string_view>(
+    {"virtual-disk", "nvme", "sata-disk", "sata-optical", "usb-disk", "usb-optical", "usb-floppy",
+     "ram-disk", "floppy", "atapi-optical", "atapi-tape"});
 
 } // namespace
 

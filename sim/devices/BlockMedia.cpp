@@ -103,8 +103,9 @@ EFI_STATUS MemoryMedia::Write(std::uint64_t block, std::span<const std::uint8_t>
 MediaGeometry ReadGeometry(const MachineDescription& machine, const std::string& place,
                            std::string_view kind) {
     const bool optical = kind.ends_with("-optical");
-    const bool usb = kind.starts_with("usb-");
-    const std::uint64_t blocks = kind == "usb-floppy" ? kFloppyBlocks
+    const bool floppy = kind.ends_with("floppy");
+    const bool removable = optical || floppy || kind == "usb-disk" || kind == "atapi-tape";
+    const std::uint64_t blocks = floppy               ? kFloppyBlocks
                                  : kind == "ram-disk" ? kRamDiskBlocks
                                                       : kDefaultBlocks;
     const std::string block = place + "/block";
@@ -112,7 +113,7 @@ MediaGeometry ReadGeometry(const MachineDescription& machine, const std::string&
     geometry.blocks = NumberAt(machine, block + "/blocks", blocks, kMostBlocks);
     geometry.blockSize = std::uint32_t(
         NumberAt(machine, block + "/blockSize", optical ? kOpticalBlockSize : kDiskBlockSize));
-    geometry.removable = FlagAt(machine, block + "/removable", optical || usb);
+    geometry.removable = FlagAt(machine, block + "/removable", removable);
     geometry.readOnly = FlagAt(machine, block + "/readOnly", optical);
     geometry.present = FlagAt(machine, block + "/present", true);
     geometry.status = StatusAt(machine, block + "/status", EFI_SUCCESS);

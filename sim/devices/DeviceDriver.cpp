@@ -37,9 +37,12 @@ EFI_STATUS EFIAPI DeviceDriver::Supported(EFI_DRIVER_BINDING_PROTOCOL* self, EFI
                                           EFI_DEVICE_PATH_PROTOCOL* remaining) {
     const DeviceDriver& driver = From(self);
     HandleDatabase& handles = *driver.platform.handles;
+    if (!handles.Has(controller, driver.consumes)) {
+        return EFI_UNSUPPORTED;
+    }
     const Device* device = driver.devices.At(controller);
-    if (device == nullptr || device->gone || !handles.Has(controller, driver.consumes) ||
-        !driver.devices.IsDriverLoaded(*device) || !driver.Drives(*device, remaining)) {
+    if (device == nullptr || device->gone || !driver.devices.IsDriverLoaded(*device) ||
+        !driver.Drives(*device, remaining)) {
         return EFI_UNSUPPORTED;
     }
     void* interface = nullptr;

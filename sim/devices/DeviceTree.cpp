@@ -83,10 +83,6 @@ std::string_view ImpliedKind(const Device* parent, Nodes node, Nodes next) {
     return IsUsbNode(node) && IsUsbNode(next) ? "usb-hub" : "";
 }
 
-bool SameNodes(Nodes a, Nodes b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end());
-}
-
 } // namespace
 
 Device* Devices::Find(std::string_view id) const {
@@ -97,11 +93,8 @@ Device* Devices::Find(std::string_view id) const {
 }
 
 Device* Devices::FindPath(std::span<const std::uint8_t> nodes) const {
-    const auto found = std::find_if(all_.begin(), all_.end(), [&](const auto& device) {
-        return SameNodes(Nodes(device->path).first(device->path.size() - kelm::kNodeHeaderSize),
-                         nodes);
-    });
-    return found != all_.end() ? found->get() : nullptr;
+    const auto found = byPath_.find({nodes.begin(), nodes.end()});
+    return found != byPath_.end() ? found->second : nullptr;
 }
 
 Device& Devices::Add(Device* parent, std::span<const std::uint8_t> node, std::string kind,
@@ -119,6 +112,7 @@ Device& Devices::Add(Device* parent, std::span<const std::uint8_t> node, std::st
     device->kind = std::move(kind);
     device->place = std::move(place);
     device->lastNode.assign(last.begin(), last.end());
+    byPath_[path] = device.get();
     const auto end = kelm::NodeBytes(&kelm::kEndEntireNode);
     path.insert(path.end(), end.begin(), end.end());
     device->path = std::move(path);
@@ -133,6 +127,7 @@ Device& Devices::Add(Device* parent, std::span<const std::uint8_t> node, std::st
 std::vector<Devices::Entry> Devices::ReadEntries() const {
     const auto& machine = platform.machine;
     std::vector<Entry> entries;
+    std::map<std::vector<std::uint8_t>, std::string> ids; // by nodes
     for (const auto& [id, section] : machine.At("/devices").items()) {
         Entry entry{id, PlaceOf("/devices", id), {}};
         const std::string place = entry.place + "/path";
@@ -143,10 +138,8 @@ std::vector<Devices::Entry> Devices::ReadEntries() const {
             throw MachineFileError(machine.file, place, "a device has one path, not several");
         }
         entry.nodes.assign(nodes.begin(), nodes.end());
-        for (const Entry& other : entries) {
-            if (other.nodes == entry.nodes) {
-                throw MachineFileError(machine.file, place, "is the path of " + other.id + " too");
-            }
+        if (const auto [other, isFirst] = ids.try_emplace(entry.nodes, id); !isFirst) {
+            throw MachineFileError(machine.file, place, "is the path of " + other->second + " too");
         }
         entries.push_back(std::move(entry));
     }
@@ -154,7 +147,7 @@ std::vector<Devices::Entry> Devices::ReadEntries() const {
 }
 
 // Adds the device of an entry and those above it that are not there yet.
-void Devices::Grow(const Entry& entry, const std::vector<Entry>& entries) {
+void Devices::Grow(const Entry& entry) {
     const auto& machine = platform.machine;
     const Nodes nodes(entry.nodes);
     Device* parent = nullptr;
@@ -172,13 +165,12 @@ void Devices::Grow(const Entry& entry, const std::vector<Entry>& entries) {
         const std::string_view implied =
             first.size() == own.size() ? ImpliedKind(parent, own, FirstNode(nodes.subspan(end)))
                                        : std::string_view();
-        const auto described = std::find_if(entries.begin(), entries.end(), [&](const Entry& item) {
-            return SameNodes(item.nodes, prefix);
-        });
-        if (described == entries.end() && implied.empty()) {
+        const auto found = entries_.find({prefix.begin(), prefix.end()});
+        const Entry* described = found != entries_.end() ? found->second : nullptr;
+        if (described == nullptr && implied.empty()) {
             continue; // belongs to the device behind it
         }
-        if (described == entries.end()) {
+        if (described == nullptr) {
             parent = &Add(parent, own, std::string(implied));
         } else {
             const Json& kind = machine.At(described->place + "/kind");
@@ -193,8 +185,12 @@ void Devices::Grow(const Entry& entry, const std::vector<Entry>& entries) {
 
 void Devices::BuildTree(const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
-        Grow(entry, entries);
+        entries_[entry.nodes] = &entry;
     }
+    for (const Entry& entry : entries) {
+        Grow(entry);
+    }
+    entries_.clear();
     for (auto& device : all_) {
         if (!device->id.empty()) {
             ReadKeys(*device);

@@ -52,7 +52,9 @@ void Devices::Install() {
         bridge->device.Publish(gEfiPciRootBridgeIoProtocolGuid, bridge->Protocol());
     }
     for (std::size_t i = 0; i < all_.size(); i++) {
-        if (all_[i]->parent == nullptr && all_[i]->kind != "ram-disk") {
+        // The driver makes the handles of boot devices, the RAM disk service those of RAM disks.
+        const std::string& kind = all_[i]->kind;
+        if (all_[i]->parent == nullptr && kind != "ram-disk" && kind != "boot-device") {
             static_cast<void>(Appear(*all_[i])); // nothing for the root bridges
         }
     }
@@ -72,10 +74,18 @@ void Devices::Install() {
 // ---- Presence
 
 Device* Devices::At(EFI_HANDLE handle) const {
+    // The address of a handle is never used again.
+    if (const auto known = byHandle_.find(handle); known != byHandle_.end()) {
+        return known->second->handle == handle ? known->second : nullptr;
+    }
     const auto found = std::find_if(all_.begin(), all_.end(), [&](const auto& device) {
         return handle != nullptr && device->handle == handle;
     });
-    return found != all_.end() ? found->get() : nullptr;
+    if (found == all_.end()) {
+        return nullptr;
+    }
+    byHandle_[handle] = found->get();
+    return found->get();
 }
 
 EFI_STATUS Devices::Appear(Device& device, EFI_HANDLE agent, const EFI_GUID* protocol,
@@ -86,6 +96,9 @@ EFI_STATUS Devices::Appear(Device& device, EFI_HANDLE agent, const EFI_GUID* pro
     HandleDatabase& handles = *platform.handles;
     EFI_STATUS status =
         handles.Install(&device.handle, gEfiDevicePathProtocolGuid, device.path.data());
+    if (device.handle != nullptr) {
+        byHandle_[device.handle] = &device;
+    }
     // A notification may have pulled the device that has just come.
     if (EFI_ERROR(status) || agent == nullptr || device.handle == nullptr) {
         return status;

@@ -27,6 +27,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace sim {
@@ -99,7 +100,7 @@ private:
     // DeviceTree.cpp
     std::vector<Entry> ReadEntries() const;
     void BuildTree(const std::vector<Entry>& entries);
-    void Grow(const Entry& entry, const std::vector<Entry>& entries);
+    void Grow(const Entry& entry);
     void ReadKeys(Device& device);
     Device* FindPath(std::span<const std::uint8_t> nodes) const;
 
@@ -115,6 +116,10 @@ private:
     std::map<std::string, LateDriver, std::less<>> lateDrivers_;
     std::vector<std::unique_ptr<Vanishing>> vanishing_;
     std::uint64_t dispatches_ = 0;
+    // Ways to find one of many, which are never walked.
+    std::map<std::vector<std::uint8_t>, Device*> byPath_;       // by all nodes
+    std::map<std::vector<std::uint8_t>, const Entry*> entries_; // while the tree is built
+    mutable std::unordered_map<EFI_HANDLE, Device*> byHandle_;  // handles that were asked for
 };
 
 // Each makes the drivers of one field, in the order in which they are installed (PciDrivers.cpp,

@@ -45,6 +45,8 @@ public:
         for (Device* device : described) {
             if (CarriesMedia(device->kind)) {
                 Read(*device);
+            } else if (device->kind == kKindFileSystem) {
+                ReadFileSystem(*device);
             } else {
                 RefuseKeys(*device);
             }
@@ -56,12 +58,26 @@ private:
         throw MachineFileError(machine_.file, place, reason);
     }
 
-    void RefuseKeys(const Device& device) const {
+    void RefuseKeys(const Device& device, bool files = false) const {
         for (const char* key : {"block", "partitions", "bootImage", "files", "directory"}) {
+            if (files &&
+                (key == std::string_view("files") || key == std::string_view("directory"))) {
+                continue;
+            }
             if (!machine_.At(PlaceOf(device.place, key)).is_null()) {
                 Fail(PlaceOf(device.place, key), "a device of this kind carries no medium");
             }
         }
+    }
+
+    // Files that no medium carries.
+    void ReadFileSystem(Device& device) {
+        if (device.parent != nullptr) {
+            Fail(device.place + "/path", "no driver brings a file system of this kind: its path "
+                                         "begins with no root bridge");
+        }
+        RefuseKeys(device, true);
+        device.Keep<FileTree>(machine_, device.place);
     }
 
     void Read(Device& device) {
@@ -140,7 +156,8 @@ private:
         const Json& description = machine_.At(device.place + "/description");
         std::string text = description.is_string()             ? description.get<std::string>()
                            : device.kind.ends_with("-optical") ? "Optical Drive"
-                           : device.kind.ends_with("-floppy")  ? "Floppy Drive"
+                           : device.kind.ends_with("floppy")   ? "Floppy Drive"
+                           : device.kind.ends_with("-tape")    ? "Tape Drive"
                                                                : "Disk";
         std::erase_if(text, [](char c) { return c < ' ' || c > '~'; });
         return text;

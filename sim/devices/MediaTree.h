@@ -33,5 +33,7 @@ std::vector<std::uint8_t> RamDiskNode(std::uint64_t address, std::uint64_t size,
 
 inline constexpr const char* kKindPartition = "partition";
 inline constexpr const char* kKindBootImage = "boot-image";
+// Files on a handle without block I/O, there from power-on.
+inline constexpr const char* kKindFileSystem = "file-system";
 
 } // namespace sim

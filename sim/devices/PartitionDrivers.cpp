@@ -47,13 +47,24 @@ public:
     explicit FileSystemDriver(Devices& owner)
         : DeviceDriver(owner, "FileSystem", gEfiBlockIoProtocolGuid) {}
 
+    void PowerOn() override {
+        for (std::size_t i = 0; i < devices.All().size(); i++) {
+            if (devices.All()[i]->kind == kKindFileSystem) {
+                PublishOn(*devices.All()[i]);
+            }
+        }
+    }
+
 private:
+    static void PublishOn(Device& device) {
+        device.Publish(gEfiSimpleFileSystemProtocolGuid,
+                       device.Keep<FileSystem>(device, *device.Find<FileTree>()).Protocol());
+    }
     bool Drives(const Device& device, const EFI_DEVICE_PATH_PROTOCOL*) const override {
         return device.Find<FileTree>() != nullptr && IsReadable(device);
     }
     EFI_STATUS Attach(Device& device, const EFI_DEVICE_PATH_PROTOCOL*) override {
-        device.Publish(gEfiSimpleFileSystemProtocolGuid,
-                       device.Keep<FileSystem>(device, *device.Find<FileTree>()).Protocol());
+        PublishOn(device);
         return EFI_SUCCESS;
     }
     void Detach(Device& device) override {

@@ -21,6 +21,7 @@ constexpr UINT64 kVgaDecode =
 
 constexpr PciClass kBridgeClass = {PCI_CLASS_BRIDGE, PCI_CLASS_BRIDGE_P2P, 0};
 constexpr PciClass kRaidClass = {PCI_CLASS_MASS_STORAGE, PCI_CLASS_MASS_STORAGE_RAID, 0};
+constexpr PciClass kIdeClass = {PCI_CLASS_MASS_STORAGE, PCI_CLASS_MASS_STORAGE_IDE, 0};
 constexpr PciClass kSataClass = {PCI_CLASS_MASS_STORAGE, PCI_CLASS_MASS_STORAGE_SATADPA, 1};
 constexpr PciClass kSasClass = {PCI_CLASS_MASS_STORAGE, PCI_CLASS_MASS_STORAGE_SAS, 0};
 constexpr PciClass kNvmeClass = {PCI_CLASS_MASS_STORAGE, PCI_CLASS_MASS_STORAGE_NVM, 2};
@@ -42,6 +43,7 @@ constexpr NodeClass kByNode[] = {
     {kDevicePathTypeAcpi, kAcpiSubTypeAdr, kVgaClass},
     {kDevicePathTypeAcpi, kAcpiSubTypeAcpi, kIsaClass},
     {kDevicePathTypeAcpi, kAcpiSubTypeExpanded, kIsaClass},
+    {kDevicePathTypeMessaging, kMessagingSubTypeAtapi, kIdeClass},
     {kDevicePathTypeMessaging, kMessagingSubTypeScsi, kRaidClass},
     {kDevicePathTypeMessaging, kMessagingSubTypeSata, kSataClass},
     {kDevicePathTypeMessaging, kMessagingSubTypeSasEx, kSasClass},

@@ -1,6 +1,7 @@
-// The drivers of serial ports: the ISA bridge with the ports of the Super I/O chip behind it, and
-// the UARTs of these and of USB adapters.
+// The drivers of serial ports: the ISA bridge with the ports of the Super I/O chip and the floppy
+// drive behind it, and the UARTs of these ports and of USB adapters.
 #include "library/pure/DevicePath.h"
+#include "sim/devices/BlockDevice.h"
 #include "sim/devices/Devices.h"
 #include "sim/devices/MediaTree.h"
 #include "sim/devices/PciFunction.h"
@@ -61,25 +62,34 @@ private:
         const PciFunction* function = PciFunction::Of(device);
         return function != nullptr && function->Class().Is(PCI_CLASS_BRIDGE, kBridgeToIsa);
     }
-    static bool IsPort(const Device& child) {
+    static bool HasHid(const Device& child, UINT32 hid) {
         const auto* node = kelm::NodeAs<ACPI_HID_DEVICE_PATH>(child.LastNode(), kDevicePathTypeAcpi,
                                                               kAcpiSubTypeAcpi);
-        return node != nullptr && node->HID == kEisaIdSerial;
+        return node != nullptr && node->HID == hid;
+    }
+    static bool IsPort(const Device& child) { return HasHid(child, kEisaIdSerial); }
+    static bool IsLogicalDevice(const Device& child) {
+        return IsPort(child) || HasHid(child, kEisaIdFloppy);
     }
 
     bool Drives(const Device& device, const EFI_DEVICE_PATH_PROTOCOL* remaining) const override {
         const bool end = remaining != nullptr && kelm::IsEndNode(remaining);
-        return IsBridge(device) && (end || !AskedChildren(device, remaining, &IsPort).empty());
+        return IsBridge(device) &&
+               (end || !AskedChildren(device, remaining, &IsLogicalDevice).empty());
     }
     std::vector<Device*> Children(Device& device,
                                   const EFI_DEVICE_PATH_PROTOCOL* remaining) override {
-        return AskedChildren(device, remaining, &IsPort);
+        return AskedChildren(device, remaining, &IsLogicalDevice);
     }
     void Bring(Device& child) override {
-        child.Publish(gEfiSioProtocolGuid, child.Find<SuperIoDevice>()->Protocol());
+        if (IsPort(child)) {
+            child.Publish(gEfiSioProtocolGuid, child.Find<SuperIoDevice>()->Protocol());
+        } else {
+            PublishBlockDevice(child, DiskInfoBus::None);
+        }
     }
     bool Again(const Device& device, const EFI_DEVICE_PATH_PROTOCOL* remaining) const override {
-        return AnyAbsent(AskedChildren(device, remaining, &IsPort));
+        return AnyAbsent(AskedChildren(device, remaining, &IsLogicalDevice));
     }
 };
 

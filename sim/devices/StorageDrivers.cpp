@@ -2,6 +2,7 @@
 // below a function tells which driver wants it.
 #include "sim/devices/BlockDevice.h"
 #include "sim/devices/Devices.h"
+#include "sim/devices/DriverNames.h"
 #include "sim/devices/FirmwareVolumes.h"
 #include "sim/devices/MediaTree.h"
 #include "uefi/PciIo.h"
@@ -15,6 +16,9 @@ bool IsScsi(const Device& child) {
 }
 bool IsSata(const Device& child) {
     return child.LastNodeIs(kDevicePathTypeMessaging, kMessagingSubTypeSata);
+}
+bool IsAtapi(const Device& child) {
+    return child.LastNodeIs(kDevicePathTypeMessaging, kMessagingSubTypeAtapi);
 }
 bool IsNvme(const Device& child) {
     return child.LastNodeIs(kDevicePathTypeMessaging, kMessagingSubTypeNvmeNamespace);
@@ -31,12 +35,14 @@ constexpr Controller kControllers[] = {
     {"Raid", "raid", &IsScsi, DiskInfoBus::Scsi},
     {"Ahci", "sata-controller", &IsSata, DiskInfoBus::Ahci},
     {"NvmExpress", "", &IsNvme, DiskInfoBus::Nvme},
+    {"Ide", "", &IsAtapi, DiskInfoBus::None},
 };
 
 class ControllerDriver final : public DeviceDriver {
 public:
     ControllerDriver(Devices& owner, const Controller& row)
-        : DeviceDriver(owner, row.driver, gEfiPciIoProtocolGuid), row_(row) {}
+        : DeviceDriver(owner, row.driver, gEfiPciIoProtocolGuid), row_(row), names_(*this) {}
+    void PowerOn() override { names_.Install(); }
 
 private:
     bool Drives(const Device& device, const EFI_DEVICE_PATH_PROTOCOL* remaining) const override {
@@ -55,6 +61,7 @@ private:
     void Bring(Device& child) override { PublishBlockDevice(child, row_.bus); }
 
     const Controller& row_;
+    DriverNames names_;
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "library/pure/DevicePath.h"
 #include "sim/devices/BlockDevice.h"
 #include "sim/devices/Devices.h"
+#include "sim/devices/DriverNames.h"
 #include "sim/devices/KeyboardPort.h"
 #include "sim/devices/MediaTree.h"
 #include "sim/devices/UsbHost.h"
@@ -149,7 +150,8 @@ private:
 class UsbStorageDriver final : public DeviceDriver {
 public:
     explicit UsbStorageDriver(Devices& owner)
-        : DeviceDriver(owner, "UsbStorage", gEfiUsbIoProtocolGuid) {}
+        : DeviceDriver(owner, "UsbStorage", gEfiUsbIoProtocolGuid), names_(*this) {}
+    void PowerOn() override { names_.Install(); }
 
 private:
     bool Drives(const Device& device, const EFI_DEVICE_PATH_PROTOCOL*) const override {
@@ -160,6 +162,8 @@ private:
         return EFI_SUCCESS;
     }
     void Detach(Device& device) override { static_cast<void>(WithdrawBlockDevice(device)); }
+
+    DriverNames names_;
 };
 
 } // namespace

@@ -62,7 +62,11 @@ UsbStorageUnit::UsbStorageUnit(const Device& device, Transport transportIn)
     if (!device.place.empty()) {
         const auto& machine = device.devices.platform.machine;
         inquiry_ = HexAt(machine, device.place + "/usb/inquiry", kLargestInquiry);
-        inquiryStatus_ = StatusAt(machine, device.place + "/usb/inquiryStatus", EFI_SUCCESS);
+        const std::string failures = device.place + "/usb/inquiryFailures";
+        const bool some = !machine.At(failures).is_null();
+        inquiryStatus_ = StatusAt(machine, device.place + "/usb/inquiryStatus",
+                                  some ? EFI_DEVICE_ERROR : EFI_SUCCESS);
+        failingInquiries_ = NumberAt(machine, failures, ~std::uint64_t{0});
     }
     if (inquiry_.empty()) {
         inquiry_ = MakeInquiry(device, media);
@@ -117,7 +121,10 @@ void UsbStorageUnit::Execute(std::span<const UINT8> command, UINT8 unit) {
         }
         reply_ = inquiry_;
         reply_.resize(std::min<std::size_t>(inquiry_.size(), byte(3) << 8 | byte(4)));
-        dataStatus_ = inquiryStatus_;
+        if (failingInquiries_ > 0) {
+            failingInquiries_--;
+            dataStatus_ = inquiryStatus_;
+        }
         break;
     default:
         Fail({kIllegalRequest, 0x20, 0x00}); // no such command

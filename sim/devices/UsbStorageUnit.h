@@ -59,6 +59,7 @@ private:
 
     std::vector<UINT8> inquiry_;
     EFI_STATUS inquiryStatus_ = EFI_SUCCESS; // of the transfer of its data
+    std::uint64_t failingInquiries_ = 0;     // those that end with it, from the first one on
     Sense medium_;                           // what TEST UNIT READY finds
 
     // The command under way, and the sense data of the one before it.

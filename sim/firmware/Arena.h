@@ -102,6 +102,11 @@ public:
     using FaultHandler = std::function<void(const ArenaFault&)>;
     void SetFaultHandler(FaultHandler handler) { faultHandler_ = std::move(handler); }
 
+    // Called for each pool block when it is freed, while its bytes still stand there. It may read
+    // them and nothing else, like a fault handler.
+    using FreeHandler = std::function<void(const ArenaBlock&)>;
+    void SetFreeHandler(FreeHandler handler) { freeHandler_ = std::move(handler); }
+
     // Looks at the canaries of all live blocks and at the freed ones that rest. Returns the number
     // of damaged blocks; each is reported once.
     std::size_t CheckAll();
@@ -121,6 +126,8 @@ public:
     std::optional<ArenaBlock> FindBlock(UINT64 address) const;
     bool Contains(UINT64 address) const { return address >= base_ && address - base_ < size_; }
     const ArenaStatistics& Statistics() const { return statistics_; }
+    // Begins to look for the peak anew, from what is live now.
+    void RestartPeak() { statistics_.peakBytes = statistics_.liveBytes; }
 
     // The arena's part of GetMemoryMap(): sorted, without gaps, neighbours of one type joined. The
     // key changes whenever the map does.
@@ -174,6 +181,7 @@ private:
     ArenaFailure failure_;
     ArenaStatistics statistics_;
     FaultHandler faultHandler_;
+    FreeHandler freeHandler_;
     std::map<UINT64, UINT64> free_;           // free pages: address, pages; neighbours joined
     std::map<UINT64, Run> runs_;              // pages in use
     std::map<UINT64, Extent> live_;           // pool blocks by their address

@@ -116,6 +116,8 @@ EFI_STATUS Arena::FreePool(void* buffer) {
     }
     CheckCanaries(found->second);
     Extent extent = found->second;
+    if (freeHandler_)
+        freeHandler_(extent.block);
     live_.erase(found);
     Discount(extent.block.size);
     const UINT64 extentSize = extent.end - extent.start;

@@ -55,7 +55,7 @@ constexpr std::array kCoreProtocols =
 // siblings.
 constexpr std::array kDeviceProtocols = std::to_array<std::string_view>({
     // clang-format off
-    "BlockIo", "DeferredImageLoad", "DiskInfo", "DiskIo", "EdidActive", "EdidDiscovered", "File",
+    "BlockIo", "ComponentName2", "DeferredImageLoad", "DiskInfo", "DiskIo", "EdidActive", "EdidDiscovered", "File",
     "FirmwareVolume2", "GraphicsConsole", "GraphicsOutput", "LoadFile", "NetworkInterfaceIdentifier",
     "NvmExpressPassThru", "PciIo", "PciRootBridgeIo", "RamDisk", "SerialIo", "SimpleFileSystem",
     "SimpleNetwork", "SuperIo", "Terminal", "Usb2HostController", "UsbHostController", "UsbIo",

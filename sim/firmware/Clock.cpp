@@ -1,6 +1,7 @@
 #include "sim/firmware/Clock.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sim {
 
@@ -16,7 +17,11 @@ void Clock::Advance(std::uint64_t microseconds) {
 void Clock::AdvanceTo(std::uint64_t time) {
     const std::uint64_t target = std::min(time, limit_);
     // A happening may move the clock too, beyond our target even.
-    while (!entries_.empty() && entries_.begin()->first.first <= std::max(target, now_)) {
+    for (;;) {
+        Settle(std::min(NextDue().value_or(target), target));
+        if (entries_.empty() || entries_.begin()->first.time > std::max(target, now_)) {
+            break;
+        }
         RunNext();
     }
     now_ = std::max(now_, target);
@@ -27,22 +32,31 @@ void Clock::AdvanceTo(std::uint64_t time) {
 
 void Clock::RunNext() {
     auto first = entries_.begin();
-    const auto [at, id] = first->first;
-    now_ = std::max(now_, at);
+    const Id id = first->first.id;
+    now_ = std::max(now_, first->first.time);
     if (first->second.waking == Waking::Yes) {
         waking_--;
     }
     Happening& happening = running_[id] = std::move(first->second.happening);
     entries_.erase(first);
-    times_.erase(id);
+    keys_.erase(id);
     happening();
     running_.erase(id);
 }
 
 Clock::Id Clock::Schedule(std::uint64_t at, Happening happening, Waking waking) {
+    return Add(at, false, std::move(happening), waking);
+}
+
+Clock::Id Clock::ScheduleInput(std::uint64_t at, Happening happening) {
+    return Add(at, true, std::move(happening), Waking::Yes);
+}
+
+Clock::Id Clock::Add(std::uint64_t at, bool isInput, Happening happening, Waking waking) {
     const Id id = nextId_++;
-    entries_.emplace(Key{at, id}, Entry{std::move(happening), waking});
-    times_.emplace(id, at);
+    const Key key = {at, isInput, id};
+    entries_.emplace(key, Entry{std::move(happening), waking});
+    keys_.emplace(id, key);
     if (waking == Waking::Yes) {
         waking_++;
     }
@@ -50,16 +64,16 @@ Clock::Id Clock::Schedule(std::uint64_t at, Happening happening, Waking waking) 
 }
 
 bool Clock::Cancel(Id id) {
-    auto time = times_.find(id);
-    if (time == times_.end()) {
+    auto key = keys_.find(id);
+    if (key == keys_.end()) {
         return false;
     }
-    auto entry = entries_.find(Key{time->second, id});
+    auto entry = entries_.find(key->second);
     if (entry->second.waking == Waking::Yes) {
         waking_--;
     }
     entries_.erase(entry);
-    times_.erase(time);
+    keys_.erase(key);
     return true;
 }
 
@@ -67,7 +81,34 @@ std::optional<std::uint64_t> Clock::NextDue() const {
     if (entries_.empty()) {
         return std::nullopt;
     }
-    return entries_.begin()->first.first;
+    return entries_.begin()->first.time;
+}
+
+void Clock::Settle(std::uint64_t time) {
+    const std::uint64_t from = std::max(settled_, now_);
+    if (pacing_ != nullptr && time > from) {
+        settled_ = pacing_->Wait(from, time);
+    }
+}
+
+std::optional<std::uint64_t> Clock::AwaitNext() {
+    if (!entries_.empty()) {
+        Settle(std::min(entries_.begin()->first.time, limit_));
+    } else {
+        static_cast<void>(AwaitInput());
+    }
+    return NextDue();
+}
+
+bool Clock::AwaitInput() {
+    if (pacing_ == nullptr) {
+        return false;
+    }
+    // Input is the only thing that wakes here: whoever asks has nothing else scheduled that does.
+    while (!HasWaking()) {
+        pacing_->AwaitInput(std::max(settled_, now_));
+    }
+    return true;
 }
 
 } // namespace sim

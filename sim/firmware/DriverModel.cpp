@@ -105,6 +105,7 @@ EFI_STATUS DriverModel::Disconnect(EFI_HANDLE controller, EFI_HANDLE driverImage
     if (driverImage != nullptr && BindingOn(handles, driverImage) == nullptr) {
         return EFI_INVALID_PARAMETER;
     }
+    disconnections_[controller]++;
     BootLocal<std::vector<EFI_HANDLE>> agents(DriversOf(controller));
     if (driverImage != nullptr) {
         std::erase_if(*agents, [&](EFI_HANDLE agent) { return agent != driverImage; });
@@ -135,6 +136,11 @@ EFI_STATUS DriverModel::Disconnect(EFI_HANDLE controller, EFI_HANDLE driverImage
         }
     }
     return stopped ? EFI_SUCCESS : EFI_NOT_FOUND;
+}
+
+std::uint64_t DriverModel::Disconnections(EFI_HANDLE controller) const {
+    const auto found = disconnections_.find(controller);
+    return found == disconnections_.end() ? 0 : found->second;
 }
 
 std::vector<EFI_HANDLE> DriverModel::ChildrenOf(EFI_HANDLE controller, EFI_HANDLE agent) const {

@@ -7,6 +7,8 @@
 #include "uefi/BootServices.h"
 #include "uefi/DevicePath.h"
 
+#include <cstdint>
+#include <map>
 #include <vector>
 
 struct EFI_DRIVER_BINDING_PROTOCOL;
@@ -35,6 +37,8 @@ public:
     std::vector<EFI_HANDLE> ChildrenOf(EFI_HANDLE controller, EFI_HANDLE agent = nullptr) const;
     // Agents that have a protocol of the controller open by driver, each once.
     std::vector<EFI_HANDLE> DriversOf(EFI_HANDLE controller) const;
+    // How often the controller has been disconnected in this boot.
+    std::uint64_t Disconnections(EFI_HANDLE controller) const;
 
 private:
     EFI_STATUS ConnectOne(EFI_HANDLE controller, EFI_HANDLE* driverImages,
@@ -43,6 +47,7 @@ private:
                      std::vector<EFI_DRIVER_BINDING_PROTOCOL*>& drivers) const;
 
     Platform& platform_;
+    std::map<EFI_HANDLE, std::uint64_t> disconnections_;
 };
 
 } // namespace sim

@@ -301,12 +301,15 @@ EFI_STATUS EventService::WaitForEvent(UINTN count, EFI_EVENT* events, UINTN* ind
                 return status;
             }
         }
-        const std::optional<std::uint64_t> next = clock.NextDue();
+        std::optional<std::uint64_t> next = clock.AwaitNext();
         if (clock.HasWaking()) {
             since = clock.Now();
         }
         if (!next || ReachesKeyWait(since)) {
-            platform_.End(EndReason::WaitingForKey, "nothing scheduled can end the wait");
+            if (!clock.AwaitInput()) {
+                platform_.End(EndReason::WaitingForKey, "nothing scheduled can end the wait");
+            }
+            next = clock.NextDue();
         }
         clock.AdvanceTo(std::max(*next, clock.Now()));
     }
@@ -324,7 +327,10 @@ void EventService::NoteIdlePoll() {
     } else if (!idleSince_ || traced != idleTraceEvents_) {
         idleSince_ = clock.Now();
     } else if (ReachesKeyWait(*idleSince_)) {
-        platform_.End(EndReason::WaitingForKey, "polling for a key that never comes");
+        if (!clock.AwaitInput()) {
+            platform_.End(EndReason::WaitingForKey, "polling for a key that never comes");
+        }
+        idleSince_.reset();
     }
     idleTraceEvents_ = traced;
     clock.Advance(kPollTime);

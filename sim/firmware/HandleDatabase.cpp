@@ -1,5 +1,6 @@
 #include "sim/firmware/HandleDatabase.h"
 
+#include "library/pure/DevicePath.h"
 #include "sim/firmware/DriverModel.h"
 #include "sim/firmware/Platform.h"
 #include "sim/firmware/TraceText.h"
@@ -18,6 +19,47 @@ HandleDatabase::HandleDatabase(Platform& platform)
     : platform_(platform), addresses_(*platform.arena, kAddressPages, kOwnerFirmware) {}
 
 HandleDatabase::~HandleDatabase() = default;
+
+// ---- Indices
+
+void HandleDatabase::Index(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface) {
+    byProtocol_[protocol].insert(handle);
+    installed_[interface]++;
+    if (!(protocol == gEfiDevicePathProtocolGuid) || interface == nullptr) {
+        return;
+    }
+    const auto* path = static_cast<const EFI_DEVICE_PATH_PROTOCOL*>(interface);
+    if (const EFI_DEVICE_PATH_PROTOCOL* end = kelm::FirstEndNode(path)) {
+        const std::string nodes(reinterpret_cast<const char*>(path),
+                                reinterpret_cast<const char*>(end));
+        byPath_[nodes].insert(handle);
+        pathOf_[handle] = nodes;
+    }
+}
+
+void HandleDatabase::Unindex(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface) {
+    byProtocol_[protocol].erase(handle);
+    if (--installed_[interface] == 0) {
+        installed_.erase(interface);
+    }
+    const auto path = protocol == gEfiDevicePathProtocolGuid ? pathOf_.find(handle) : pathOf_.end();
+    if (path == pathOf_.end()) {
+        return;
+    }
+    const auto same = byPath_.find(path->second);
+    same->second.erase(handle);
+    if (same->second.empty()) {
+        byPath_.erase(same);
+    }
+    pathOf_.erase(path);
+}
+
+// In the order of their creation.
+const std::set<EFI_HANDLE>& HandleDatabase::HandlesWith(const EFI_GUID& protocol) const {
+    static const std::set<EFI_HANDLE> kNone;
+    const auto found = byProtocol_.find(protocol);
+    return found != byProtocol_.end() ? found->second : kNone;
+}
 
 HandleDatabase::Interface* HandleDatabase::FindInterface(EFI_HANDLE handle,
                                                          const EFI_GUID& protocol) {
@@ -53,6 +95,7 @@ EFI_STATUS HandleDatabase::Install(EFI_HANDLE* handle, const EFI_GUID& protocol,
         return EFI_INVALID_PARAMETER;
     }
     handles_[*handle].interfaces.push_back({protocol, interface, nextOrder_++, {}});
+    Index(*handle, protocol, interface);
     uninstalled_.erase(interface);
     generation_++;
     TraceSignal(*handle, protocol);
@@ -122,11 +165,8 @@ EFI_STATUS HandleDatabase::Uninstall(EFI_HANDLE handle, const EFI_GUID& protocol
         handles_.erase(found);
     }
     generation_++;
-    const bool elsewhere = std::any_of(handles_.begin(), handles_.end(), [&](const auto& other) {
-        return std::any_of(other.second.interfaces.begin(), other.second.interfaces.end(),
-                           [&](const Interface& i) { return i.interface == interface; });
-    });
-    if (interface != nullptr && !elsewhere) {
+    Unindex(handle, protocol, interface);
+    if (interface != nullptr && !installed_.contains(interface)) {
         uninstalled_.insert(interface);
     }
     return EFI_SUCCESS;
@@ -148,7 +188,9 @@ EFI_STATUS HandleDatabase::Reinstall(EFI_HANDLE handle, const EFI_GUID& protocol
     if (item == nullptr) {
         return EFI_NOT_FOUND;
     }
+    Unindex(handle, protocol, oldInterface);
     item->interface = newInterface;
+    Index(handle, protocol, newInterface);
     item->order = nextOrder_++; // new again for whoever registered
     if (oldInterface != newInterface) {
         uninstalled_.insert(oldInterface);
@@ -176,17 +218,14 @@ void* HandleDatabase::Find(EFI_HANDLE handle, const EFI_GUID& protocol) const {
 }
 
 void* HandleDatabase::FindFirst(const EFI_GUID& protocol, EFI_HANDLE* handle) const {
-    for (const auto& [candidate, record] : handles_) {
-        for (const Interface& item : record.interfaces) {
-            if (item.protocol == protocol) {
-                if (handle != nullptr) {
-                    *handle = candidate;
-                }
-                return item.interface;
-            }
-        }
+    const std::set<EFI_HANDLE>& with = HandlesWith(protocol);
+    if (with.empty()) {
+        return nullptr;
     }
-    return nullptr;
+    if (handle != nullptr) {
+        *handle = *with.begin();
+    }
+    return Find(*with.begin(), protocol);
 }
 
 std::vector<EFI_HANDLE> HandleDatabase::All() const {
@@ -198,13 +237,8 @@ std::vector<EFI_HANDLE> HandleDatabase::All() const {
 }
 
 std::vector<EFI_HANDLE> HandleDatabase::WithProtocol(const EFI_GUID& protocol) const {
-    std::vector<EFI_HANDLE> with;
-    for (const auto& [handle, record] : handles_) {
-        if (Has(handle, protocol)) {
-            with.push_back(handle);
-        }
-    }
-    return with;
+    const std::set<EFI_HANDLE>& with = HandlesWith(protocol);
+    return {with.begin(), with.end()};
 }
 
 std::vector<EFI_GUID> HandleDatabase::ProtocolsOn(EFI_HANDLE handle) const {

@@ -16,10 +16,12 @@
 #include "uefi/BootServices.h"
 #include "uefi/DevicePath.h"
 
+#include <cstring>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace sim {
@@ -102,6 +104,16 @@ private:
         std::uint64_t position = 0; // of the last interface that a search answered
     };
 
+    struct GuidLess {
+        bool operator()(const EFI_GUID& a, const EFI_GUID& b) const {
+            return std::memcmp(&a, &b, sizeof(a)) < 0;
+        }
+    };
+
+    // The indices below, when an interface comes or goes.
+    void Index(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface);
+    void Unindex(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface);
+    const std::set<EFI_HANDLE>& HandlesWith(const EFI_GUID& protocol) const;
     Interface* FindInterface(EFI_HANDLE handle, const EFI_GUID& protocol);
     const Interface* FindInterface(EFI_HANDLE handle, const EFI_GUID& protocol) const;
     void TraceSignal(EFI_HANDLE handle, const EFI_GUID& protocol);
@@ -120,6 +132,11 @@ private:
     std::map<EFI_HANDLE, Handle> handles_; // addresses grow, so this is the order of creation
     std::map<void*, std::unique_ptr<Registration>> registrations_;
     std::set<const void*> uninstalled_;
+    // A server has thousands of handles: what the searches look into.
+    std::map<EFI_GUID, std::set<EFI_HANDLE>, GuidLess> byProtocol_;
+    std::map<std::string, std::set<EFI_HANDLE>, std::less<>> byPath_; // nodes of device paths
+    std::unordered_map<EFI_HANDLE, std::string> pathOf_;              // as byPath_ knows it
+    std::unordered_map<const void*, std::size_t> installed_;          // how often an interface is
 };
 
 } // namespace sim

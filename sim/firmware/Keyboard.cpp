@@ -48,7 +48,11 @@ Keyboard::Keyboard(Platform& platform) : platform_(platform) {
                                    fmt::format("there is no key \"{}\"", name));
         }
         const std::uint64_t at = ReadNumber(platform.machine, entry.at("at"), place + "/at");
-        coming_.push_back({at * kMicrosecondsPerMillisecond, name, *data});
+        const Json boot = entry.value("boot", Json());
+        if (boot.is_null() ||
+            ReadNumber(platform.machine, boot, place + "/boot") == platform.bootNumber) {
+            coming_.push_back({at * kMicrosecondsPerMillisecond, name, *data});
+        }
     }
     table_.owner = this;
     table_.protocol = {&Reset, &ReadKeyStroke, nullptr};
@@ -72,8 +76,8 @@ void Keyboard::PowerOn() {
 
 void Keyboard::Schedule(std::uint64_t microseconds, const EFI_KEY_DATA& key,
                         std::string_view name) {
-    platform_.clock->Schedule(
-        microseconds, [this, key, name = std::string(name)] { Press(key, name); }, Waking::Yes);
+    platform_.clock->ScheduleInput(microseconds,
+                                   [this, key, name = std::string(name)] { Press(key, name); });
 }
 
 void Keyboard::Press(const EFI_KEY_DATA& key, std::string_view name) {

@@ -36,9 +36,9 @@ public:
     EFI_SIMPLE_TEXT_INPUT_PROTOCOL* Protocol() { return &table_.protocol; }
     EFI_SIMPLE_TEXT_INPUT_EX_PROTOCOL* ProtocolEx() { return &tableEx_.protocol; }
 
-    // Presses a key now (tests, later the terminal). `name` is what the trace calls it.
+    // Presses a key now. `name` is what the trace calls it.
     void Press(const EFI_KEY_DATA& key, std::string_view name);
-    // Presses a key later; a time in the past counts as now.
+    // Presses a key later, ahead of everything else of that time; a time in the past counts as now.
     void Schedule(std::uint64_t microseconds, const EFI_KEY_DATA& key, std::string_view name);
 
     // Number of keys that have arrived and were not read.

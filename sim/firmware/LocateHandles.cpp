@@ -4,7 +4,7 @@
 #include "sim/firmware/Platform.h"
 
 #include <algorithm>
-#include <cstring>
+#include <string_view>
 
 namespace sim {
 
@@ -39,13 +39,11 @@ HandleDatabase::Registration* HandleDatabase::FindRegistration(void* key) {
 const HandleDatabase::Interface* HandleDatabase::NextNew(const Registration& registration,
                                                          EFI_HANDLE* handle) const {
     const Interface* next = nullptr;
-    for (const auto& [candidate, record] : handles_) {
-        for (const Interface& item : record.interfaces) {
-            if (item.protocol == registration.protocol && item.order > registration.position &&
-                (next == nullptr || item.order < next->order)) {
-                next = &item;
-                *handle = candidate;
-            }
+    for (EFI_HANDLE candidate : HandlesWith(registration.protocol)) {
+        const Interface* item = FindInterface(candidate, registration.protocol);
+        if (item->order > registration.position && (next == nullptr || item->order < next->order)) {
+            next = item;
+            *handle = candidate;
         }
     }
     return next;
@@ -114,29 +112,23 @@ EFI_STATUS HandleDatabase::LocateDevicePath(const EFI_GUID& protocol,
     if (end == nullptr) {
         return EFI_INVALID_PARAMETER;
     }
-    const auto bytes = [](const EFI_DEVICE_PATH_PROTOCOL* from,
-                          const EFI_DEVICE_PATH_PROTOCOL* to) {
-        return std::size_t(reinterpret_cast<const UINT8*>(to) -
-                           reinterpret_cast<const UINT8*>(from));
-    };
-    const std::size_t size = bytes(*path, end);
+    const auto* start = reinterpret_cast<const char*>(*path);
     EFI_HANDLE best = nullptr;
     std::size_t bestSize = 0;
-    for (const auto& [handle, record] : handles_) {
-        const auto* candidate =
-            static_cast<const EFI_DEVICE_PATH_PROTOCOL*>(Find(handle, gEfiDevicePathProtocolGuid));
-        if (candidate == nullptr || !Has(handle, protocol)) {
-            continue;
+    // Every beginning of whole nodes, the empty one too; the last that fits is the longest.
+    for (const EFI_DEVICE_PATH_PROTOCOL* node = *path;; node = kelm::NextNode(node)) {
+        const std::size_t size = std::size_t(reinterpret_cast<const char*>(node) - start);
+        if (const auto same = byPath_.find(std::string_view(start, size)); same != byPath_.end()) {
+            const auto handle =
+                std::find_if(same->second.begin(), same->second.end(),
+                             [&](EFI_HANDLE candidate) { return Has(candidate, protocol); });
+            if (handle != same->second.end()) {
+                best = *handle;
+                bestSize = size;
+            }
         }
-        const EFI_DEVICE_PATH_PROTOCOL* candidateEnd = kelm::FirstEndNode(candidate);
-        if (candidateEnd == nullptr) {
-            continue;
-        }
-        const std::size_t candidateSize = bytes(candidate, candidateEnd);
-        if (candidateSize <= size && std::memcmp(candidate, *path, candidateSize) == 0 &&
-            (best == nullptr || candidateSize > bestSize)) {
-            best = handle;
-            bestSize = candidateSize;
+        if (node == end) {
+            break;
         }
     }
     if (best == nullptr) {

@@ -11,6 +11,8 @@ namespace sim {
 namespace {
 
 constexpr std::string_view kWholeSequence = "BDS"; // the phase that all others are part of
+constexpr std::string_view kStart = "[BDS] Start ";
+constexpr std::string_view kStop = "[BDS] Stop ";
 constexpr std::size_t kImagesOfFirmware = 1;
 
 } // namespace
@@ -24,7 +26,7 @@ const PhaseWatch::Phase* PhaseWatch::Outermost() const {
 
 void PhaseWatch::Started(std::string_view phase) {
     phases_.push_back({std::string(phase), platform_.images->Count() > kImagesOfFirmware,
-                       platform_.arena->NextSequence(), platform_.events->NextSequence(),
+                       platform_.arena->NextSequence(), platform_.events->NextSequence(), 0,
                        platform_.events->Tpl()});
     platform_.memory->PhaseStarted(phase);
 }
@@ -36,12 +38,20 @@ void PhaseWatch::Ended(std::string_view name) {
     if (open == phases_.rend()) {
         return;
     }
-    const Phase phase = std::move(*open);
+    Phase phase = std::move(*open);
     phases_.erase(std::next(open).base());
+    phase.eventUntil = platform_.events->NextSequence();
     if (!phase.ofDriver) {
         return;
     }
-    ReportEvents(phase);
+    if (phase.name.starts_with(kStart)) {
+        starts_.push_back(phase);
+    } else {
+        ReportEvents(phase, phase.eventUntil);
+    }
+    if (const Phase* start = StartOf(phase)) {
+        ReportEvents(*start, start->eventUntil);
+    }
     if (const EFI_TPL level = platform_.events->Tpl(); level != phase.level) {
         platform_.violations->Record("task priority left at " + std::to_string(level) + " in " +
                                      phase.name);
@@ -51,11 +61,23 @@ void PhaseWatch::Ended(std::string_view name) {
     }
 }
 
-void PhaseWatch::ReportEvents(const Phase& phase) {
+// The phase whose events this one closes.
+const PhaseWatch::Phase* PhaseWatch::StartOf(const Phase& stop) const {
+    if (!stop.name.starts_with(kStop)) {
+        return nullptr;
+    }
+    const std::string_view what = std::string_view(stop.name).substr(kStop.size());
+    const auto found = std::ranges::find_if(starts_, [&](const Phase& start) {
+        return std::string_view(start.name).substr(kStart.size()) == what;
+    });
+    return found != starts_.end() ? &*found : nullptr;
+}
+
+void PhaseWatch::ReportEvents(const Phase& phase, std::uint64_t before) {
     for (const LiveEvent& event : platform_.events->LiveEvents(phase.eventSince)) {
         const bool livesOn =
             event.group || event.timerArmed || platform_.handles->IsRegistered(event.event);
-        if (!livesOn && reportedEvents_.insert(event.sequence).second) {
+        if (event.sequence < before && !livesOn && reportedEvents_.insert(event.sequence).second) {
             platform_.violations->Record("event left open in " + phase.name);
         }
     }

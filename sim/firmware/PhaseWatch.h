@@ -3,6 +3,7 @@
 //
 // A phase frees its handle buffers, closes the events that it made, and leaves the task priority as
 // it was. Events in a group, events of protocol notifications and armed timers live on by design.
+// What "[BDS] Start ..." leaves open, "[BDS] Stop ..." closes.
 // Phases that began before the driver was loaded are the firmware's own; only their handle buffers
 // are looked at.
 #pragma once
@@ -43,15 +44,18 @@ private:
         bool ofDriver;
         UINT64 memorySince;       // arena sequence
         std::uint64_t eventSince; // event sequence
+        std::uint64_t eventUntil; // behind its last event, once it is over
         EFI_TPL level;
     };
 
     // The outermost open phase of the driver within its whole sequence; nullptr when none is open.
     const Phase* Outermost() const;
-    void ReportEvents(const Phase& phase);
+    void ReportEvents(const Phase& phase, std::uint64_t before);
+    const Phase* StartOf(const Phase& stop) const;
 
     Platform& platform_;
     std::vector<Phase> phases_;              // open ones
+    std::vector<Phase> starts_;              // "Start" phases that are over
     std::optional<UINT64> lastSince_;        // arena sequence at the start of the last one done
     std::set<std::uint64_t> reportedEvents_; // sequences of events that an inner phase has told of
 };

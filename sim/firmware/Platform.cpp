@@ -110,6 +110,8 @@ std::string_view EndReasonText(EndReason reason) {
         return "waiting-for-key";
     case EndReason::TimeLimit:
         return "time-limit";
+    case EndReason::SwitchedOff:
+        return "switched-off";
     }
     return "unknown";
 }
@@ -199,7 +201,7 @@ void Platform::WireProcessor() {
         }
         // The next interrupt is the next happening; without one it is the timer's, in vain.
         events->NoteIdlePoll();
-        clock->AdvanceTo(clock->NextDue().value_or(0));
+        clock->AdvanceTo(clock->AwaitNext().value_or(0));
     });
 }
 

@@ -59,6 +59,7 @@ enum class EndReason {
     Halted, // the driver stopped the processor for good, or the BDS entry was missing or returned
     WaitingForKey, // nothing scheduled can ever wake the driver
     TimeLimit,
+    SwitchedOff, // by the person at the terminal
 };
 // "os-started", "reset-warm", ... as traces and the last line of the tool spell them.
 std::string_view EndReasonText(EndReason reason);

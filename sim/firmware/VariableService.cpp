@@ -137,7 +137,7 @@ EFI_STATUS VariableService::Get(const CHAR16* name, const EFI_GUID* guid, UINT32
     if (room < found->data.size()) {
         return EFI_BUFFER_TOO_SMALL;
     }
-    std::memcpy(data, found->data.data(), found->data.size());
+    std::ranges::copy(found->data, static_cast<UINT8*>(data));
     return EFI_SUCCESS;
 }
 
@@ -149,29 +149,35 @@ EFI_STATUS VariableService::GetNextName(UINTN* nameSize, CHAR16* name, EFI_GUID*
     if (!view) {
         return EFI_INVALID_PARAMETER;
     }
-    const std::vector<const StoredVariable*> visible = Visible();
-    auto next = visible.begin();
+    // The variables of the store, and behind them the volatile ones.
+    const std::vector<StoredVariable>& stored = platform_.store.All();
+    std::size_t position = 0;
     if (!view->empty()) {
-        const auto here =
-            std::find_if(visible.begin(), visible.end(), [&](const StoredVariable* variable) {
-                return variable->guid == *guid && variable->name == *view;
-            });
-        if (here == visible.end()) {
+        const StoredVariable* here = Find(*view, *guid);
+        if (here == nullptr || !IsVisible(*here)) {
             return EFI_INVALID_PARAMETER;
         }
-        next = here + 1;
+        const bool isStored = (here->attributes & EFI_VARIABLE_NON_VOLATILE) != 0;
+        position = 1 + (isStored ? std::size_t(here - stored.data())
+                                 : stored.size() + std::size_t(here - volatile_.data()));
     }
-    if (next == visible.end()) {
+    const StoredVariable* next = nullptr;
+    for (; next == nullptr && position < stored.size() + volatile_.size(); position++) {
+        const StoredVariable& candidate =
+            position < stored.size() ? stored[position] : volatile_[position - stored.size()];
+        next = IsVisible(candidate) ? &candidate : nullptr;
+    }
+    if (next == nullptr) {
         return EFI_NOT_FOUND;
     }
-    const UINTN needed = ((*next)->name.size() + 1) * sizeof(CHAR16);
+    const UINTN needed = (next->name.size() + 1) * sizeof(CHAR16);
     const bool fits = *nameSize >= needed;
     *nameSize = needed;
     if (!fits) {
         return EFI_BUFFER_TOO_SMALL;
     }
-    std::memcpy(name, (*next)->name.c_str(), needed);
-    *guid = (*next)->guid;
+    std::memcpy(name, next->name.c_str(), needed);
+    *guid = next->guid;
     return EFI_SUCCESS;
 }
 

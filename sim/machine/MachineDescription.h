@@ -42,6 +42,9 @@ struct MachineDescription {
 MachineDescription LoadMachine(const std::string& name);
 // The same from text, for tests and fuzzers; relative "extends" are not allowed.
 MachineDescription ParseMachine(std::string_view text, const std::string& fileName = "machine");
+// An array of keys as "keys" has it, from a text or a file. Throws MachineFileError.
+Json ParseKeys(std::string_view text, const std::string& fileName);
+Json LoadKeys(const std::string& fileName);
 // Applies "attribute.NAME=VALUE" and the other --set forms. Throws MachineFileError.
 void ApplySetting(MachineDescription& machine, std::string_view setting);
 

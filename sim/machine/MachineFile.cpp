@@ -59,11 +59,7 @@ Json ParseText(std::string_view text, const std::string& file) {
         return true;
     };
     try {
-        Json root = Json::parse(text.begin(), text.end(), watch);
-        if (!root.is_object()) {
-            throw MachineFileError(file, "/", "a machine file is a JSON object");
-        }
-        return root;
+        return Json::parse(text.begin(), text.end(), watch);
     } catch (const Json::parse_error& error) {
         std::string reason = error.what();
         // "[json.exception...] parse error at line L, column C: syntax error while ...: ..."
@@ -77,6 +73,9 @@ Json ParseText(std::string_view text, const std::string& file) {
 
 Json ParseFile(std::string_view text, const std::string& file) {
     Json root = ParseText(text, file);
+    if (!root.is_object()) {
+        throw MachineFileError(file, "/", "a machine file is a JSON object");
+    }
     CheckMachineFile(file, root);
     return root;
 }
@@ -176,6 +175,24 @@ MachineDescription ParseMachine(std::string_view text, const std::string& fileNa
     machine.root = Extended(ParseFile(text, fileName), fileName, nullptr, chain);
     CheckMachine(machine);
     return machine;
+}
+
+Json ParseKeys(std::string_view text, const std::string& fileName) {
+    Json root = ParseText(text, fileName);
+    if (!root.is_array()) {
+        throw MachineFileError(fileName, "/", "keys are a JSON array");
+    }
+    Json machine = {{"keys", std::move(root)}};
+    CheckMachineFile(fileName, machine);
+    return machine["keys"];
+}
+
+Json LoadKeys(const std::string& fileName) {
+    std::error_code error;
+    if (fs::is_directory(fileName, error)) {
+        throw MachineFileError(fileName, "", "is a directory, not a list of keys");
+    }
+    return ParseKeys(ReadFile(fileName, fileName, ""), fileName);
 }
 
 } // namespace sim

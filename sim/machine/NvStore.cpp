@@ -43,7 +43,10 @@ struct ByNameThenGuid {
     bool operator()(const StoredVariable& a,
                     const std::pair<std::u16string_view, EFI_GUID>& b) const {
         const int names = std::u16string_view(a.name).compare(b.first);
-        return names != 0 ? names < 0 : GuidKey(a.guid) < GuidKey(b.second);
+        if (names != 0 || a.guid == b.second) {
+            return names < 0;
+        }
+        return GuidKey(a.guid) < GuidKey(b.second);
     }
 };
 

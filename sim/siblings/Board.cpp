@@ -25,6 +25,9 @@ BoardInfo::BoardInfo(Platform& owner) : Sibling(owner) {
     record.VersionMicro = UINT8(NumberAt(machine, "/board/version/0", 0, 0xFF));
     record.VersionMinor = UINT8(NumberAt(machine, "/board/version/1", 0, 0xFF));
     record.VersionMajor = UINT8(NumberAt(machine, "/board/version/2", 0, 0xFF));
+    if (!FlagAt(machine, "/board/passwordJumper", true)) {
+        jumpers.erase(kBoardJumperPassword);
+    }
     record.ChassisCode = UINT16(NumberAt(machine, "/board/chassisCode", 0, 0xFFFF));
 }
 

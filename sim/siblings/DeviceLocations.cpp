@@ -51,6 +51,7 @@ DeviceLocations::DeviceLocations(Platform& owner) : Sibling(owner) {
         entry.location = TextAt(machine, place + "/location");
         entry.fqdd = TextAt(machine, place + "/fqdd");
         if (!entry.location.empty() || !entry.fqdd.empty()) {
+            byPath_.try_emplace(entry.path, devices_.size());
             devices_.push_back(std::move(entry));
         }
     }
@@ -68,13 +69,10 @@ void DeviceLocations::Install() {
 
 const DeviceLocations::Device* DeviceLocations::Find(std::span<const std::uint8_t> path) const {
     const Device* best = nullptr;
-    for (const Device& device : devices_) {
-        // Nodes carry their length, so a whole number of equal nodes is a plain beginning.
-        const bool begins = device.path.size() <= path.size() &&
-                            std::equal(device.path.begin(), device.path.end(), path.begin());
-        if (begins && (best == nullptr || device.path.size() > best->path.size())) {
-            best = &device;
-        }
+    for (std::size_t size = 0; size < path.size();) {
+        size += NodeLength(path.data() + size);
+        const auto found = byPath_.find({path.begin(), path.begin() + std::ptrdiff_t(size)});
+        best = found != byPath_.end() ? &devices_[found->second] : best;
     }
     return best;
 }

@@ -5,6 +5,7 @@
 #include "kelm/DeviceLocationProtocol.h"
 #include "sim/siblings/ProtocolTable.h"
 
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -36,6 +37,7 @@ private:
 
     std::vector<Device> devices_;
     ProtocolTable<KelmDeviceLocationProtocol, "KelmDeviceLocationProtocol"> protocol_;
+    std::map<std::vector<std::uint8_t>, std::size_t> byPath_; // indices of devices_
 };
 
 // The nodes of a device path up to its first end node. A node shorter than its header ends it too.

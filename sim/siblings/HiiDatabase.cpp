@@ -8,6 +8,9 @@ namespace sim {
 
 namespace {
 
+// Of all lists that siblings add.
+constexpr EFI_GUID kSiblingListGuid = {
+    0x3C1A7E52, 0x9B64, 0x4D0F, {0xA8, 0x13, 0x57, 0xC2, 0x6E, 0x90, 0xB4, 0x2D}};
 constexpr UINT32 kMaxListSize = 16 * 1024 * 1024;
 
 // Hands `bytes` out by the usual rule: *size is the room, then what is needed.
@@ -60,6 +63,16 @@ const HiiPackageList* HiiDatabase::FindList(const EFI_GUID& guid) const {
     auto found = std::find_if(entries_.begin(), entries_.end(),
                               [&](const Entry& entry) { return entry.list.guid == guid; });
     return found == entries_.end() ? nullptr : &found->list;
+}
+
+EFI_HII_HANDLE HiiDatabase::AddStrings(std::string_view language,
+                                       const std::vector<std::u16string>& strings) {
+    Entry entry{};
+    entry.bytes = MakeHiiStringList(kSiblingListGuid, language, strings);
+    entry.list = ParseHiiPackageList(entry.bytes).value();
+    entry.handle = reinterpret_cast<EFI_HII_HANDLE>(++lastHandle_);
+    entries_.push_back(std::move(entry));
+    return entries_.back().handle;
 }
 
 HiiDatabase::Entry* HiiDatabase::Find(EFI_HII_HANDLE handle) {

@@ -7,6 +7,8 @@
 #include "uefi/HiiDatabase.h"
 #include "uefi/HiiString.h"
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace sim {
@@ -18,6 +20,9 @@ public:
 
     // The list of a GUID, or nullptr.
     const HiiPackageList* FindList(const EFI_GUID& guid) const;
+    // A list of another sibling: these strings in one language, from identifier 2 on.
+    EFI_HII_HANDLE AddStrings(std::string_view language,
+                              const std::vector<std::u16string>& strings);
 
 private:
     struct Entry {

@@ -196,4 +196,36 @@ std::optional<HiiPackageList> ParseHiiPackageList(std::span<const UINT8> bytes) 
     return std::nullopt;
 }
 
+std::vector<UINT8> MakeHiiStringList(const EFI_GUID& guid, std::string_view language,
+                                     const std::vector<std::u16string>& strings) {
+    const auto write = [&](kelm::ByteWriter& writer, std::size_t listSize) {
+        const std::size_t listHeader = sizeof(EFI_HII_PACKAGE_LIST_HEADER);
+        const std::size_t endPackage = sizeof(EFI_HII_PACKAGE_HEADER);
+        const std::size_t blocks = sizeof(EFI_HII_STRING_PACKAGE_HDR) + language.size() + 1;
+        writer.WriteGuid(guid);
+        writer.WriteU32(UINT32(listSize));
+        writer.WriteU32(UINT32((listSize - listHeader - endPackage) & 0xFFFFFF) |
+                        UINT32(EFI_HII_PACKAGE_STRINGS) << 24);
+        writer.WriteU32(UINT32(blocks));
+        writer.WriteU32(UINT32(blocks));
+        writer.WriteZeros(sizeof(EFI_HII_STRING_PACKAGE_HDR::LanguageWindow));
+        writer.WriteU16(1);
+        writer.WriteAsciiString(language);
+        writer.WriteU8(EFI_HII_SIBT_STRING_UCS2);
+        writer.WriteUcs2String(u"English");
+        for (const std::u16string& string : strings) {
+            writer.WriteU8(EFI_HII_SIBT_STRING_UCS2);
+            writer.WriteUcs2String(string);
+        }
+        writer.WriteU8(EFI_HII_SIBT_END);
+        writer.WriteU32(UINT32(endPackage) | UINT32(EFI_HII_PACKAGE_END) << 24);
+    };
+    kelm::ByteWriter measuring({});
+    write(measuring, 0);
+    std::vector<UINT8> bytes(measuring.Needed());
+    kelm::ByteWriter writer(bytes);
+    write(writer, bytes.size());
+    return bytes;
+}
+
 } // namespace sim

@@ -35,6 +35,10 @@ struct HiiPackageList {
 // no string. Compressed (SCSU) strings and fonts are not supported and count as unknown.
 std::optional<HiiPackageList> ParseHiiPackageList(std::span<const UINT8> bytes);
 
+// A list with one string package: the language's own name as string 1, then these from 2 on.
+std::vector<UINT8> MakeHiiStringList(const EFI_GUID& guid, std::string_view language,
+                                     const std::vector<std::u16string>& strings);
+
 // The length that a list claims to have; nothing when not even its header is there.
 std::optional<UINT32> HiiPackageListLength(std::span<const UINT8> bytes);
 

@@ -2,20 +2,26 @@
 #include "sim/devices/Devices.h"
 #include "sim/siblings/AttributeService.h"
 #include "sim/siblings/Board.h"
+#include "sim/siblings/BootMenu.h"
+#include "sim/siblings/ConfigurationRequests.h"
 #include "sim/siblings/Controller.h"
 #include "sim/siblings/DeferredImages.h"
 #include "sim/siblings/DeviceLocations.h"
+#include "sim/siblings/Diagnostics.h"
+#include "sim/siblings/DriverHealth.h"
 #include "sim/siblings/FirmwareServices.h"
+#include "sim/siblings/ForgelineTool.h"
 #include "sim/siblings/HiiDatabase.h"
 #include "sim/siblings/IpmiTransport.h"
+#include "sim/siblings/Passwords.h"
 #include "sim/siblings/PlatformConsole.h"
 #include "sim/siblings/PlatformSteps.h"
-#include "sim/siblings/PostServices.h"
+#include "sim/siblings/PostMessages.h"
 #include "sim/siblings/RamDiskService.h"
 #include "sim/siblings/Reporting.h"
+#include "sim/siblings/SetupBrowser.h"
 #include "sim/siblings/SmaTransport.h"
 #include "sim/siblings/Splash.h"
-#include "sim/siblings/Tools.h"
 #include "uefi/Pcd.h"
 #include "uefi/WatchdogTimerArch.h"
 
@@ -35,8 +41,9 @@ std::vector<std::unique_ptr<Sibling>> MakeSiblings(Platform& platform) {
     Make<CallBook, DebugLog, StatusCodes, Performance, VariablePolicy, Processors, SmmCommunication,
          HiiDatabase, AttributeService, BoardInfo, PlatformPolicy, Cpld, SpiFlash, Splash,
          Controller, IpmiTransport, SmaTransport, SmaJobs, DeviceLocations, PostMessages, Passwords,
-         PlatformSteps, Tools, PlatformConsole, Devices, RamDiskService, DeferredImages>(platform,
-                                                                                         siblings);
+         PlatformSteps, ForgelineTool, SetupBrowser, BootMenu, Diagnostics, IdModule,
+         AutomatedConfiguration, PlatformConsole, Devices, RamDiskService, DeferredImages,
+         DriverHealth>(platform, siblings);
     return siblings;
 }
 
@@ -92,8 +99,13 @@ const std::vector<SiblingProtocol>& AllSiblingProtocols() {
         {"KelmSetupLauncherProtocol", gKelmSetupLauncherProtocolGuid},
         {"KelmBootManagerProtocol", gKelmBootManagerProtocolGuid},
         {"KelmDiagnosticsProtocol", gKelmDiagnosticsProtocolGuid},
+        {"KelmIdModuleProtocol", gKelmIdModuleProtocolGuid},
+        {"KelmOemIdProtocol", gKelmOemIdProtocolGuid},
+        {"KelmOemIdEndOfPostProtocol", gKelmOemIdEndOfPostProtocolGuid},
+        {"KelmAciMProtocol", gKelmAciMProtocolGuid},
         {"KelmPlatformConsoleProtocol", gKelmPlatformConsoleProtocolGuid},
         {"RamDisk", gEfiRamDiskProtocolGuid},
+        {"DriverHealth", gEfiDriverHealthProtocolGuid},
     };
     return kProtocols;
 }

@@ -193,7 +193,7 @@ TEST(BootFailPrompt, EndsWithTheKeysThatItOffers) {
     const struct {
         const char* key;
         bool ends;
-    } kCases[] = {{"F1", true},  {"F2", true},   {"F11", true}, {"F10", false},   {"F12", false},
+    } kCases[] = {{"F1", true},  {"F2", true},   {"F11", true}, {"F10", true},    {"F12", false},
                   {"F3", false}, {"Esc", false}, {"a", false},  {"Enter", false}, {"Up", false}};
     for (const auto& [key, ends] : kCases) {
         SCOPED_TRACE(key);

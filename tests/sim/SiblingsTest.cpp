@@ -8,7 +8,8 @@
 #include "sim/siblings/AttributeService.h"
 #include "sim/siblings/Board.h"
 #include "sim/siblings/Controller.h"
-#include "sim/siblings/PostServices.h"
+#include "sim/siblings/Passwords.h"
+#include "sim/siblings/PostMessages.h"
 #include "sim/siblings/Reporting.h"
 #include "sim/siblings/Splash.h"
 #include "tests/sim/TestMachine.h"
@@ -225,13 +226,17 @@ TEST_F(Siblings, PostMessagesStandInOneListThatTheDisplayMayChange) {
         CHAR16 text[] = u"UEFI0383: BIOS boot mode.";
         const CHAR16 strings[] = u"one\0two";
         void* block = p.CopyToPool(strings, sizeof(strings), "test");
-        EXPECT_EQ(service->AddPostMessage(2, 383, u"UEFI0383 and more", text, nullptr,
+        const CHAR16 identifier[] = u"UEFI0383";
+        void* ownIdentifier = p.CopyToPool(identifier, sizeof(identifier), "test");
+        void* ownText = p.CopyToPool(text, sizeof(text), "test");
+        EXPECT_EQ(service->AddPostMessage(2, 383, static_cast<CHAR16*>(ownIdentifier),
+                                          static_cast<CHAR16*>(ownText), nullptr,
                                           static_cast<CHAR16*>(block), 0),
                   EFI_SUCCESS);
-        EXPECT_EQ(service->AddPostMessage(4, 12, u"UEFI0012", text, nullptr, nullptr, 1),
+        EXPECT_EQ(service->AddPostMessage(kPostMessageTransient, 12, u"UEFI0012 and more", text,
+                                          nullptr, nullptr, 1),
                   EFI_SUCCESS);
-        text[0] = u'X'; // the service has its own copy
-        EXPECT_EQ(p.arena->FreePool(block), EFI_SUCCESS);
+        text[0] = u'X'; // a transient message has its own copy
 
         KelmListEntry* head = service->GetPostMessageList();
         const auto recordAt = [](KelmListEntry* link) {
@@ -248,6 +253,19 @@ TEST_F(Siblings, PostMessagesStandInOneListThatTheDisplayMayChange) {
         EXPECT_EQ(recordAt(head->BackLink)->Number, 12u);
         EXPECT_EQ(first->Link.ForwardLink->ForwardLink, head);
         EXPECT_TRUE(p.Get<PostMessages>().Has(12));
+        EXPECT_EQ(ToUtf8(recordAt(head->BackLink)->Identifier), "UEFI0012");
+        EXPECT_EQ(ToUtf8(recordAt(head->BackLink)->FinalText), "UEFI0383: BIOS boot mode.");
+
+        // One that comes during a walk is met by the next one.
+        EXPECT_EQ(service->AddPostMessage(kPostMessageTransient, 13, u"UEFI0013", text, nullptr,
+                                          nullptr, 1),
+                  EFI_SUCCESS);
+        EXPECT_EQ(service->EndPostMessageList(), EFI_SUCCESS);
+        head = service->GetPostMessageList();
+        EXPECT_EQ(recordAt(head->ForwardLink)->Number, 13u);
+        EXPECT_EQ(head->ForwardLink, head->BackLink);
+        EXPECT_EQ(service->EndPostMessageList(), EFI_SUCCESS);
+        EXPECT_EQ(service->GetPostMessageList()->ForwardLink, head);
     });
     EXPECT_EQ(Traced("post-message")[0], R"({"number":383,"text":"UEFI0383: BIOS boot mode."})");
 }
@@ -325,7 +343,7 @@ TEST_F(Siblings, EveryProtocolIsListedAndCanBeLeftOut) {
         }
         return p.handles->FindFirst(row.guid) != nullptr;
     };
-    PowerOn(R"("connectSequence": [])", [&](Platform& p) {
+    PowerOn(R"("connectSequence": [], "idModule": {}, "aci": {})", [&](Platform& p) {
         for (const SiblingProtocol& row : AllSiblingProtocols()) {
             EXPECT_TRUE(present(p, row)) << row.name;
         }

@@ -1,0 +1,147 @@
+#include "bootopt/BootOrder.h"
+#include "bootopt/FqddAttributes.h"
+#include "bootopt/FqddReorder.h"
+#include "bootopt/LastError.h"
+#include "bootopt/LegacyOptionKind.h"
+#include "bootopt/LegacyOptionServices.h"
+#include "bootopt/OrderVariable.h"
+#include "kelm/AttributeNames.h"
+#include "kelm/DebugLevels.h"
+#include "kelm/Variables.h"
+#include "library/firmware/Debug.h"
+#include "library/pure/Ucs2.h"
+#include "services/Attributes.h"
+
+namespace kelm {
+
+namespace {
+
+constexpr bool kLegacySupport = false; // of this system
+
+constexpr std::u16string_view kSequenceUefi = u"Uefi";
+constexpr std::u16string_view kSequenceBios = u"Bios";
+constexpr std::u16string_view kSequenceBoth = u"Both";
+
+// A missing default leaves the order alone.
+EFI_STATUS CopyOrder(const KelmVariable& from, const KelmVariable& to) {
+    OptionOrder order;
+    const EFI_STATUS status = BdsReadOrder(from.name, from.guid, order);
+    if (EFI_ERROR(status)) {
+        return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+    }
+    return BdsWriteOrder(to.name, to.guid, order.numbers());
+}
+
+EFI_STATUS ApplyDefaultLegacyHddOrder() {
+    UINT16 option = 0;
+    if (EFI_ERROR(BdsFindFirstLegacyHddOption(kVariableLegacyBootOrder.name,
+                                              kVariableLegacyBootOrder.guid, &option))) {
+        return EFI_SUCCESS;
+    }
+    OptionOrder devices;
+    const EFI_STATUS status =
+        BdsReadOrder(kVariableDefaultBcvBootOrder.name, kVariableDefaultBcvBootOrder.guid, devices);
+    if (EFI_ERROR(status)) {
+        return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+    }
+    return SetLegacyOptionDeviceOrder(option, devices.numbers().data(), devices.numbers().size());
+}
+
+} // namespace
+
+EFI_STATUS BdsProcessInternalFqddOrderAttributes() {
+    const FqddSettings uefi(kAttributeIntrnlSetUefiBootOrderFqdd, kInternalOrderFqddAttributeCount);
+    DebugPrint(kDebugInfo, "BDS: The following Internal FQDD bootorder attributes are set:\n");
+    uefi.Log();
+    const FqddSettings legacy(kAttributeIntrnlSetLegacyBootOrderFqdd,
+                              kInternalOrderFqddAttributeCount);
+    const FqddSettings disks(kAttributeIntrnlSetLegacyHddOrderFqdd,
+                             kInternalHddOrderFqddAttributeCount);
+    OptionCache options;
+    FqddTexts texts(options, kFqddOfOption);
+    LastError error;
+    error.Note(uefi.status());
+    const EFI_STATUS uefiStatus =
+        BdsReorderByFqdds(kVariableUefiBootOrder.name, kVariableUefiBootOrder.guid, uefi, texts);
+    error.Note(uefiStatus);
+    error.Note(legacy.status());
+    const EFI_STATUS legacyStatus = BdsReorderByFqdds(kVariableLegacyBootOrder.name,
+                                                      kVariableLegacyBootOrder.guid, legacy, texts);
+    error.Note(legacyStatus);
+    const EFI_STATUS bootOrderStatus = BdsSetBootOrderFromModeOrder();
+    error.Note(bootOrderStatus);
+    // The next boot takes BootOrder for the truth. Until it holds the new order, the settings are
+    // all that remembers what was asked for.
+    if (!EFI_ERROR(bootOrderStatus)) {
+        error.Note(EFI_ERROR(uefiStatus) ? EFI_SUCCESS : uefi.Empty());
+        error.Note(EFI_ERROR(legacyStatus) ? EFI_SUCCESS : legacy.Empty());
+    }
+    error.Note(disks.status());
+    const EFI_STATUS disksStatus =
+        BdsReorderLegacyHdds(kVariableLegacyBootOrder.name, kVariableLegacyBootOrder.guid, disks);
+    error.Note(disksStatus);
+    if (disksStatus != EFI_OUT_OF_RESOURCES) {
+        error.Note(disks.Empty());
+    }
+    return error.status();
+}
+
+EFI_STATUS BdsApplyBootSeqDefault() {
+    PoolPtr<CHAR16> value;
+    const EFI_STATUS status = BdsGetAttributeString(kAttributeIntrnlSetBootSeqDefault, value.out());
+    if (status == EFI_OUT_OF_RESOURCES) {
+        return status;
+    }
+    if (EFI_ERROR(status)) {
+        static_cast<void>(BdsSetAttributeString(kAttributeIntrnlSetBootSeqDefault, kAttributeNone));
+        return EFI_NOT_FOUND;
+    }
+    DebugPrint(kDebugInfo, "BDS: bootorder attribute:%s=%s\n", kAttributeIntrnlSetBootSeqDefault,
+               value.get());
+    const std::u16string_view sequence = Ucs2View(value.get());
+    if (sequence == kAttributeNone) {
+        return EFI_SUCCESS;
+    }
+    LastError orders;
+    EFI_STATUS disksStatus = EFI_SUCCESS;
+    if (sequence == kSequenceBios || sequence == kSequenceBoth) {
+        orders.Note(CopyOrder(kVariableDefaultLegacyBootOrder, kVariableLegacyBootOrder));
+        disksStatus = ApplyDefaultLegacyHddOrder();
+    }
+    if (sequence == kSequenceUefi || sequence == kSequenceBoth) {
+        orders.Note(CopyOrder(kVariableDefaultUefiBootOrder, kVariableUefiBootOrder));
+    }
+    orders.Note(BdsSetBootOrderFromModeOrder());
+    // An order that could not be read or written is asked for again in the next boot.
+    if (EFI_ERROR(orders.status())) {
+        return orders.status();
+    }
+    const EFI_STATUS emptied =
+        BdsSetAttributeString(kAttributeIntrnlSetBootSeqDefault, kAttributeNone);
+    return EFI_ERROR(emptied) ? emptied : disksStatus;
+}
+
+bool BdsIsLegacyOrderRequested() {
+    if (!kLegacySupport) {
+        return false;
+    }
+    if (BdsIsAnyFqddSettingSet(kAttributeIntrnlSetLegacyBootOrderFqdd,
+                               kInternalOrderFqddAttributeCount) ||
+        BdsIsAnyFqddSettingSet(kAttributeIntrnlSetLegacyHddOrderFqdd,
+                               kInternalHddOrderFqddAttributeCount)) {
+        return true;
+    }
+    PoolPtr<CHAR16> value;
+    if (EFI_ERROR(BdsGetAttributeString(kAttributeIntrnlSetBootSeqDefault, value.out()))) {
+        return false;
+    }
+    const std::u16string_view sequence = Ucs2View(value.get());
+    return sequence == kSequenceBios || sequence == kSequenceBoth;
+}
+
+bool BdsIsUefiOrderRequested() {
+    return BdsIsAnyFqddSettingSet(kAttributeIntrnlSetUefiBootOrderFqdd,
+                                  kInternalOrderFqddAttributeCount);
+}
+
+} // namespace kelm

@@ -1,0 +1,194 @@
+#include "bootopt/BootOrder.h"
+#include "bootopt/OptionCache.h"
+#include "bootopt/OrderVariable.h"
+#include "bootopt/VariableHelpers.h"
+#include "core/DriverState.h"
+#include "kelm/AttributeNames.h"
+#include "kelm/DebugLevels.h"
+#include "kelm/Variables.h"
+#include "legacy/LegacyDefaultOrders.h"
+#include "library/firmware/Debug.h"
+#include "library/pure/Ucs2.h"
+#include "services/Attributes.h"
+#include "uefi/GlobalVariable.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kelm {
+
+namespace {
+
+enum class OrderKind { Uefi, Legacy, Mixed };
+
+EFI_STATUS ReadOrder(const KelmVariable& variable, OptionOrder& order) {
+    return BdsReadOrder(variable.name, variable.guid, order);
+}
+
+EFI_STATUS WriteOrder(const KelmVariable& variable, std::span<const UINT16> numbers) {
+    return BdsWriteOrder(variable.name, variable.guid, numbers);
+}
+
+// The order goes last: as long as it is there, the next boot can finish the work.
+void DeleteOrderAndOptions(OptionCache& options, const KelmVariable& variable) {
+    OptionOrder order;
+    const EFI_STATUS status = ReadOrder(variable, order);
+    if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
+        return;
+    }
+    for (const UINT16 number : order.numbers()) {
+        static_cast<void>(options.Delete(number));
+    }
+    static_cast<void>(BdsDeleteVariable(variable.name, variable.guid));
+}
+
+// Whether an operating system may add to the system's own order but not change it. A setting that
+// is there and cannot be read is taken for a yes, which takes nothing away.
+bool IsOwnOrderProtected() {
+    PoolPtr<CHAR16> access;
+    const EFI_STATUS status = BdsGetAttributeString(kAttributeUefiVariableAccess, access.out());
+    return EFI_ERROR(status) ? status != EFI_NOT_FOUND
+                             : Ucs2View(access.get()) == kAttributeControlled;
+}
+
+// An option that cannot be read is of no kind.
+OrderKind KindOf(OptionCache& options, std::span<const UINT16> numbers) {
+    bool uefi = false;
+    bool legacy = false;
+    for (const UINT16 number : numbers) {
+        if (const CachedOption* option = options.Find(number)) {
+            (option->IsLegacy() ? legacy : uefi) = true;
+        }
+        if (uefi && legacy) {
+            break;
+        }
+    }
+    const bool mixed =
+        (uefi && legacy) || (gDriver.boot.bootMode == kBootModeUefi && IsOwnOrderProtected());
+    if (mixed) {
+        DebugPrint(kDebugInfo, "BDS: Sync BootOrder.Mixed BootOptions mode.\n");
+        return OrderKind::Mixed;
+    }
+    return legacy ? OrderKind::Legacy : OrderKind::Uefi;
+}
+
+// Whether an order without anything equal to the option wants it.
+bool IsNewUefiOption(OptionCache& options, UINT16 number, std::span<const UINT16> listed) {
+    if (options.IsMissing(number)) {
+        return false;
+    }
+    const CachedOption* option = options.Find(number);
+    if (option == nullptr) {
+        // It cannot be compared, but is not to be lost.
+        return std::ranges::find(listed, number) == listed.end();
+    }
+    return !option->IsLegacy() && std::ranges::none_of(listed, [&](UINT16 listedNumber) {
+        const CachedOption* other = options.Find(listedNumber);
+        return other != nullptr && BdsAreOptionsEqual(*other, *option);
+    });
+}
+
+// An order that is there is overwritten, so that there is one whenever the power fails. Only one
+// that somebody wrote with other attributes has to go first.
+EFI_STATUS ReplaceOrder(const KelmVariable& variable, std::span<const UINT16> numbers) {
+    const EFI_STATUS status = WriteOrder(variable, numbers);
+    if (status != EFI_INVALID_PARAMETER ||
+        EFI_ERROR(BdsDeleteVariable(variable.name, variable.guid))) {
+        return status;
+    }
+    return WriteOrder(variable, numbers);
+}
+
+EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bootOrder) {
+    OptionOrder order;
+    const EFI_STATUS status = ReadOrder(kVariableUefiBootOrder, order);
+    if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
+        return status;
+    }
+    const std::span<const UINT16> old = order.numbers();
+    if (old.size() >= kMaxOrderEntries) {
+        return EFI_SUCCESS;
+    }
+    std::array<UINT16, kMaxOrderEntries> grown;
+    std::copy(old.begin(), old.end(), grown.begin());
+    UINTN count = old.size();
+    for (const UINT16 number : bootOrder) {
+        if (count < grown.size() &&
+            IsNewUefiOption(options, number, std::span(grown).first(count))) {
+            grown[count++] = number;
+        }
+    }
+    return count == old.size()
+               ? EFI_SUCCESS
+               : ReplaceOrder(kVariableUefiBootOrder, std::span(grown).first(count));
+}
+
+EFI_STATUS ApplyDefaultOrder() {
+    const bool bios = gDriver.boot.bootMode == kBootModeBios;
+    OptionOrder order;
+    EFI_STATUS status =
+        ReadOrder(bios ? kVariableDefaultLegacyBootOrder : kVariableDefaultUefiBootOrder, order);
+    if (!EFI_ERROR(status)) {
+        status = BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
+        if (!EFI_ERROR(status)) {
+            status = BdsSyncBootOrder();
+        }
+    }
+    if (bios) {
+        static_cast<void>(BdsApplyDefaultLegacyHddOrder(kBootOrderName, &gEfiGlobalVariableGuid));
+    }
+    return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
+}
+
+} // namespace
+
+const KelmVariable& BdsModeOrder() {
+    return gDriver.boot.bootMode == kBootModeBios ? kVariableLegacyBootOrder
+                                                  : kVariableUefiBootOrder;
+}
+
+EFI_STATUS BdsSyncBootOrder() {
+    OptionCache options;
+    OptionOrder order;
+    const EFI_STATUS status = BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order);
+    if (status == EFI_NOT_FOUND) {
+        DeleteOrderAndOptions(options, kVariableUefiBootOrder);
+        DeleteOrderAndOptions(options, kVariableLegacyBootOrder);
+        return EFI_SUCCESS;
+    }
+    if (EFI_ERROR(status)) {
+        return status;
+    }
+    switch (KindOf(options, order.numbers())) {
+    case OrderKind::Uefi:
+        return WriteOrder(kVariableUefiBootOrder, order.numbers());
+    case OrderKind::Legacy:
+        return WriteOrder(kVariableLegacyBootOrder, order.numbers());
+    default:
+        return AppendNewUefiOptions(options, order.numbers());
+    }
+}
+
+EFI_STATUS BdsSetBootOrderFromModeOrder() {
+    OptionOrder order;
+    const EFI_STATUS status = ReadOrder(BdsModeOrder(), order);
+    if (status == EFI_NOT_FOUND) {
+        const EFI_STATUS deleted = BdsDeleteVariable(kBootOrderName, &gEfiGlobalVariableGuid);
+        return deleted == EFI_NOT_FOUND ? EFI_SUCCESS : deleted;
+    }
+    return EFI_ERROR(status)
+               ? status
+               : BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
+}
+
+EFI_STATUS BdsApplyBootOrderDefaults() {
+    UINT8 wanted = 0;
+    if (EFI_ERROR(BdsGetAttributeByte(kAttributeApplyBootOrderDefaults, &wanted)) || wanted == 0) {
+        return EFI_SUCCESS;
+    }
+    const EFI_STATUS status = ApplyDefaultOrder();
+    const EFI_STATUS cleared = BdsSetAttributeByte(kAttributeApplyBootOrderDefaults, 0);
+    return EFI_ERROR(status) ? status : cleared;
+}
+
+} // namespace kelm
