@@ -122,10 +122,23 @@ elseif(test_sources)
 endif()
 
 kelm_sources(bench_sources bench)
+# A program of its own: it prints more than figures.
+set(enumeration_bench_sources ${bench_sources})
+list(FILTER enumeration_bench_sources INCLUDE REGEX "/bench/EnumerationBench\\.cpp$")
+if(enumeration_bench_sources)
+    list(REMOVE_ITEM bench_sources ${enumeration_bench_sources})
+endif()
 if(bench_sources AND benchmark_FOUND)
     kelm_program(kelm-bench
         SOURCES ${bench_sources}
         LINK kelm_driver sim_core benchmark::benchmark benchmark::benchmark_main)
+endif()
+if(enumeration_bench_sources AND benchmark_FOUND)
+    kelm_program(bench-enumeration
+        SOURCES ${enumeration_bench_sources}
+        LINK kelm_driver sim_core benchmark::benchmark)
+    set_target_properties(bench-enumeration PROPERTIES
+        OUTPUT_NAME enumeration RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bench")
 endif()
 
 # Each source directly in fuzz/ is one target, fuzz-<Name>. Without libFuzzer it replays the inputs

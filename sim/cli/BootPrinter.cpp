@@ -70,6 +70,7 @@ void BootPrinter::End(const BootResult& result, unsigned bootNumber) {
     }
     lines_.clear();
     scrolled_ = 0;
+    prompt_ = {};
     if (choice_.screenOnly) {
         return;
     }
@@ -125,6 +126,10 @@ void BootPrinter::SeeSplash(const Json& event) {
 
 // The lines stand in a column of their own beside the key; an arrow is at what was taken.
 void BootPrinter::SeePrompt(const Json& lines) {
+    if (lines == prompt_) {
+        return; // drawn again, by each keyboard that reports the key
+    }
+    prompt_ = lines;
     for (const Json& line : lines) {
         const auto type = line["type"].get<unsigned>();
         if (type == kSplashLineEmpty) {

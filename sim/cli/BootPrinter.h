@@ -41,6 +41,7 @@ private:
 
     std::ostream& out_;
     Choice choice_;
+    Json prompt_;         // the hot-key prompt that was printed last
     std::string logLine_; // the debug line that has no end yet
     std::uint64_t logTime_ = 0;
     std::vector<std::string> lines_; // the screen as it was after the last text

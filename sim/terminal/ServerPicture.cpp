@@ -5,6 +5,7 @@
 #include "sim/siblings/Splash.h"
 
 #include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace sim {
@@ -16,6 +17,7 @@ constexpr std::size_t kPromptRow = 11;
 constexpr std::size_t kBootTaskRow = 5;
 constexpr std::size_t kStatusRow = 3;
 constexpr std::size_t kSplashRows = kPromptRow;
+constexpr std::size_t kTabStop = 4;
 
 constexpr std::uint8_t kPlain = EFI_TEXT_ATTR(EFI_LIGHTGRAY, EFI_BLACK);
 constexpr std::uint8_t kStrong = EFI_TEXT_ATTR(EFI_WHITE, EFI_BLACK);
@@ -32,8 +34,26 @@ std::uint8_t AttributeOf(UINT8 lineType) {
     }
 }
 
-// Writes a text into the middle of a row that shows nothing.
-void PutCentred(Picture& picture, std::size_t row, std::string_view text, std::uint8_t attribute) {
+// The splash screen's texts are set in columns by tabs.
+std::string WithBlanks(std::string_view text) {
+    std::string blanks;
+    for (const char c : text) {
+        blanks += c >= ' ' && c <= '~' ? c : ' ';
+        while (c == '\t' && blanks.size() % kTabStop != 0) {
+            blanks += ' ';
+        }
+    }
+    return blanks;
+}
+
+// Where a text of this length stands so that it is in the middle of its row.
+std::size_t CentralColumn(const Picture& picture, std::size_t length) {
+    return (picture.size.columns - std::min(length, picture.size.columns)) / 2;
+}
+
+// Writes a text from a column on into a row that shows nothing.
+void Put(Picture& picture, std::size_t row, std::size_t column, std::string_view text,
+         std::uint8_t attribute) {
     const std::size_t width = picture.size.columns;
     const auto first = picture.cells.begin() + std::ptrdiff_t(row * width);
     const bool blank = std::all_of(first, first + std::ptrdiff_t(width), [](const auto& cell) {
@@ -42,10 +62,9 @@ void PutCentred(Picture& picture, std::size_t row, std::string_view text, std::u
     if (!blank) {
         return;
     }
-    text = text.substr(0, width);
-    auto cell = first + std::ptrdiff_t((width - text.size()) / 2);
-    for (const char c : text) {
-        *cell++ = {c >= ' ' && c <= '~' ? char16_t(c) : u' ', attribute};
+    auto cell = first + std::ptrdiff_t(column);
+    for (const char c : text.substr(0, width - column)) {
+        *cell++ = {char16_t(c), attribute};
     }
 }
 
@@ -54,12 +73,20 @@ void PutSplash(Picture& picture, const Splash& splash) {
     if (!splash.on || rows < kSplashRows) {
         return;
     }
-    for (std::size_t i = 0; i < splash.prompt.size(); i++) {
-        PutCentred(picture, rows - kPromptRow + i, splash.prompt[i].text,
-                   AttributeOf(splash.prompt[i].type));
+    // The lines of the prompt are laid out among themselves, in columns.
+    std::size_t longest = 0;
+    for (const Splash::PromptLine& line : splash.prompt) {
+        longest = std::max(longest, WithBlanks(line.text).size());
     }
-    PutCentred(picture, rows - kBootTaskRow, splash.bootTaskText, kStrong);
-    PutCentred(picture, rows - kStatusRow, splash.statusLine, kPlain);
+    const std::size_t promptColumn = CentralColumn(picture, longest);
+    for (std::size_t i = 0; i < splash.prompt.size(); i++) {
+        Put(picture, rows - kPromptRow + i, promptColumn, WithBlanks(splash.prompt[i].text),
+            AttributeOf(splash.prompt[i].type));
+    }
+    Put(picture, rows - kBootTaskRow, CentralColumn(picture, splash.bootTaskText.size()),
+        WithBlanks(splash.bootTaskText), kStrong);
+    Put(picture, rows - kStatusRow, CentralColumn(picture, splash.statusLine.size()),
+        WithBlanks(splash.statusLine), kPlain);
 }
 
 } // namespace

@@ -25,9 +25,23 @@ sim::MachineDescription MachineWith(std::string_view changes) {
                 fmt::format("{}-8BE4DF61-93CA-11D2-AA0D-00E098032B8C", name));
         }
     }
+    // Whatever else could be booted would get an option too.
+    const auto names = [&](const char* device) {
+        return changes.find(fmt::format("\"{}\"", device)) != changes.npos;
+    };
+    if (machine.root.contains("devices")) {
+        for (const char* device : {"usb-front", "usb-back", "optical"}) {
+            if (!names(device)) {
+                machine.root["devices"].erase(device);
+            }
+        }
+        if (machine.root["devices"].contains("system-disk") && !names("system-disk")) {
+            machine.root["devices"]["system-disk"].erase("partitions");
+        }
+    }
     // Nobody sits in front of it; a test with keys for a tool says how that is left.
     for (const char* tool : {"setup", "bootManager", "diagnostics", "forgeline"}) {
-        if (changes.find(fmt::format("\"{}\"", tool)) == changes.npos) {
+        if (!names(tool)) {
             machine.root[tool]["leaveAfter"] = 0;
         }
     }

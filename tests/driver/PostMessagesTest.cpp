@@ -83,7 +83,7 @@ TEST(PostMessages, ReachTheControllersLogByteForByte) {
         {[](auto*) { return RegisterPostMessage(9011); }, ""}, // no number in its identifier
     };
     InPost(
-        Machine(R"("postMessages": [{"number": 9010, "type": 2, "noLog": true},
+        PostMachine(R"("postMessages": [{"number": 9010, "type": 2, "noLog": true},
                                        {"number": 9011, "identifier": "UEFI00x1"}])"),
         [&](sim::Platform& platform) {
             const auto card = DevicePathOfText(u"PciRoot(0x0)/Pci(0x3,0x0)/Pci(0x1,0x0)");
@@ -112,7 +112,7 @@ TEST(PostMessages, ReachTheControllersLogByteForByte) {
 }
 
 TEST(PostMessages, TheLogRefusesWhatDoesNotFitAnEntry) {
-    InPost(Machine(R"("controller": {"ipmi": [
+    InPost(PostMachine(R"("controller": {"ipmi": [
                {"netfn": "0x30", "command": "0xAA", "request": "035545464930303031",
                 "response": "02", "status": "EFI_DEVICE_ERROR"},
                {"netfn": "0x30", "command": "0xAA", "request": "035545464930303032",
@@ -122,7 +122,7 @@ TEST(PostMessages, TheLogRefusesWhatDoesNotFitAnEntry) {
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", strings.c_str(), 1), EFI_SUCCESS);
                strings += u'x';
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", strings.c_str(), 1), EFI_INVALID_PARAMETER);
-               strings = std::u16string(100000, u'x');
+               strings.assign(100000, u'x');
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", strings.c_str(), 3), EFI_INVALID_PARAMETER);
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", nullptr, 1), EFI_INVALID_PARAMETER);
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", nullptr, 0), EFI_SUCCESS);
@@ -150,7 +150,7 @@ TEST(PostMessages, TextsNameTheDeviceAndTheControllerAsPeopleKnowThem) {
         {"number": 3, "type": 5, "text": "Nimbor %s NimNimbor, nimbor", "secondText": " Nimbor"}])";
     for (const unsigned type : {8u, 4u, 0u}) {
         const bool own = type == 8;
-        const Shown run = InPost(Machine(messages, type), [&](sim::Platform& platform) {
+        const Shown run = InPost(PostMachine(messages, type), [&](sim::Platform& platform) {
             const auto card = DevicePathOfText(sim::ToUcs2(kDevice).c_str());
             const auto other = DevicePathOfText(u"PciRoot(0x5)");
             RegisterPostMessageWithArgs(1, card.get(), u"");
@@ -176,20 +176,20 @@ TEST(PostMessages, TextsNameTheDeviceAndTheControllerAsPeopleKnowThem) {
         }
         EXPECT_EQ(modified, own ? 0 : 1);
     }
-    const Shown without =
-        InPost(Machine(std::string(messages) + R"(, "missing": ["KelmDeviceLocationProtocol"])"),
-               [](sim::Platform& platform) {
-                   const auto card = DevicePathOfText(sim::ToUcs2(kDevice).c_str());
-                   RegisterPostMessageWithArgs(1, card.get(), u"slot");
-                   BdsShowPostMessages();
-                   EXPECT_EQ(platform.Get<sim::IpmiTransport>().Requests().back().data.size(), 16u)
-                       << "the argument stands in for the name";
-               });
+    const Shown without = InPost(
+        PostMachine(std::string(messages) + R"(, "missing": ["KelmDeviceLocationProtocol"])"),
+        [](sim::Platform& platform) {
+            const auto card = DevicePathOfText(sim::ToUcs2(kDevice).c_str());
+            RegisterPostMessageWithArgs(1, card.get(), u"slot");
+            BdsShowPostMessages();
+            EXPECT_EQ(platform.Get<sim::IpmiTransport>().Requests().back().data.size(), 16u)
+                << "the argument stands in for the name";
+        });
     EXPECT_EQ(without.Screen(), "\n\rUEFI0001: <devicename> and <devicename> [2]");
 }
 
 TEST(PostMessages, ThePlatformChoosesAmongRowsOfOneNumber) {
-    const std::string machine = Machine(R"("postMessages": [
+    const std::string machine = PostMachine(R"("postMessages": [
         {"number": 7, "platforms": 2, "identifier": "UEFI0072", "text": "two"},
         {"number": 7, "platforms": 1, "identifier": "UEFI0071", "text": "one"},
         {"number": 7, "platforms": 3, "identifier": "UEFI0073", "text": "three"},
@@ -208,7 +208,7 @@ TEST(PostMessages, ThePlatformChoosesAmongRowsOfOneNumber) {
         }
         EXPECT_TRUE(platform.Get<sim::PostMessages>().Registered().empty());
     });
-    InPost(Machine(R"("missing": ["KelmPostMessageProtocol"])"), [](sim::Platform&) {
+    InPost(PostMachine(R"("missing": ["KelmPostMessageProtocol"])"), [](sim::Platform&) {
         EXPECT_EQ(RegisterPostMessage(9001), EFI_NOT_FOUND);
         EXPECT_EQ(RegisterPostMessageWithArgs(9001, nullptr, u"x"), EFI_NOT_FOUND);
         EXPECT_FALSE(GetPostMessageIdentifier(9001));
@@ -222,7 +222,7 @@ TEST(PostMessages, HostileTextsStayWithinTheirBuffers) {
         {"number": 2, "type": 5, "text": "%s", "identifier": "A much longer identifier"},
         {"number": 35, "type": 5, "text": "%a%a%d"},
         {"number": 4, "type": 5, "identifier": ""}])";
-    InPost(Machine(machine), [](sim::Platform& platform) {
+    InPost(PostMachine(machine), [](sim::Platform& platform) {
         const std::u16string endless(5000, u'y');
         const auto& registered = platform.Get<sim::PostMessages>().Registered();
         EXPECT_EQ(RegisterPostMessageWithArgs(1, nullptr, u"%s%s%n"), EFI_SUCCESS);
@@ -262,7 +262,7 @@ TEST(PostMessages, EndAWalkOverABrokenListWhereItBreaks) {
     };
     for (const Row& row : rows) {
         UINTN failures = 0;
-        const Shown run = InPost(Machine(), [&](sim::Platform&) {
+        const Shown run = InPost(PostMachine(), [&](sim::Platform&) {
             for (int i = 0; i < 3; ++i) {
                 RegisterPostMessage(9002);
             }
@@ -284,7 +284,7 @@ TEST(PostMessages, EndAWalkOverABrokenListWhereItBreaks) {
 TEST(PostMessages, SurviveEveryFailingAllocation) {
     unsigned survived = 0;
     for (unsigned nth = 1; nth <= 60; ++nth) {
-        InPost(Machine("", 4), [&](sim::Platform& platform) {
+        InPost(PostMachine("", 4), [&](sim::Platform& platform) {
             const auto card = DevicePathOfText(sim::ToUcs2(kDevice).c_str());
             platform.arena->SetFailure({.nth = nth});
             const EFI_STATUS plain = RegisterPostMessage(9002);
