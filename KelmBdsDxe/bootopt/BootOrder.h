@@ -8,6 +8,8 @@ struct KelmVariable;
 
 namespace kelm {
 
+class OptionCache;
+
 // The order of the boot mode: UefiBootOrder, in BIOS mode LegacyBootOrder.
 const KelmVariable& BdsModeOrder();
 
@@ -17,6 +19,8 @@ void BdsBootOrderSanityCheck();
 // Brings the order of the boot mode in line with BootOrder. The status of a failed write of an
 // order, else EFI_SUCCESS.
 EFI_STATUS BdsSyncBootOrder();
+// The same with options from a cache.
+EFI_STATUS BdsSyncBootOrder(OptionCache& options);
 // Rewrites BootOrder from the order of the boot mode; a missing one deletes BootOrder.
 EFI_STATUS BdsSetBootOrderFromModeOrder();
 // Puts the default order into BootOrder when a setting asks for it once.

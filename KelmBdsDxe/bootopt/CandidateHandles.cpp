@@ -72,16 +72,12 @@ UINT8 ClassOfBlockDevice(EFI_HANDLE handle) {
     }
 }
 
+// The handle database has each device path once.
 EFI_HANDLE FindGenericUsbHandle() {
-    HandleBuffer all;
-    static_cast<void>(all.LocateByProtocol(gEfiDevicePathProtocolGuid));
-    for (EFI_HANDLE handle : all.handles()) {
-        if (DevicePathsEqual(ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(handle),
-                             BdsGenericUsbBootPath())) {
-            return handle;
-        }
-    }
-    return nullptr;
+    auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(BdsGenericUsbBootPath());
+    EFI_HANDLE handle = nullptr;
+    const EFI_STATUS status = gBS->LocateDevicePath(&gEfiDevicePathProtocolGuid, &rest, &handle);
+    return EFI_ERROR(status) || !IsEndNode(rest) ? nullptr : handle;
 }
 
 // The sources of candidates, as they are when enumeration begins.

@@ -15,34 +15,26 @@
 #include "uefi/UsbIo.h"
 
 #include <algorithm>
+#include <cstring>
+#include <span>
 
 namespace kelm {
 
 namespace {
 
-// A candidate with what its options are compared with.
-struct Candidate {
-    explicit Candidate(EFI_HANDLE candidate) : handle(candidate) {
-        isBlockDevice = ProtocolOnHandle<EFI_BLOCK_IO_PROTOCOL>(handle) != nullptr;
-        path = ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(handle);
-        if (ProtocolOnHandle<EFI_FIRMWARE_VOLUME2_PROTOCOL>(handle) != nullptr) {
-            shellPath = BdsShellPathOf(handle);
-            path = shellPath.get();
-        }
-        auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(path);
-        if (isBlockDevice && path != nullptr) {
-            static_cast<void>(gBS->LocateDevicePath(&gEfiUsbIoProtocolGuid, &rest, &usbDevice));
-        }
-    }
+using Bytes = std::span<const UINT8>;
 
-    EFI_HANDLE handle;
-    bool isBlockDevice;
-    const EFI_DEVICE_PATH_PROTOCOL* path;
-    EFI_HANDLE usbDevice = nullptr; // the one that it is, or lies on
-    PoolPtr<EFI_DEVICE_PATH_PROTOCOL> shellPath;
-};
+// The nodes of a path, without its end. Where they begin another path, they end at a node of it.
+Bytes NodesOf(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    const Bytes bytes = DevicePathBytes(path);
+    return bytes.empty() ? bytes : bytes.first(bytes.size() - kNodeHeaderSize);
+}
 
-// The partitions that are present, found once.
+bool BeginsWith(Bytes path, Bytes nodes) {
+    return nodes.size() <= path.size() && std::memcmp(path.data(), nodes.data(), nodes.size()) == 0;
+}
+
+// The partitions that are present.
 class Partitions {
 public:
     Partitions() {
@@ -55,25 +47,25 @@ public:
                                 : NodeAs<HARDDRIVE_DEVICE_PATH>(
                                       LastNode(path), kDevicePathTypeMedia, kMediaSubTypeHardDrive);
             if (node != nullptr) {
-                entries_[count_++] = {path, node};
+                entries_[count_++] = {DevicePathBytes(path), node};
             }
         }
     }
 
     bool HasMemory() const { return entries_ || devices_.handles().empty(); }
-    // Whether a partition like the node lies on the device with that path.
-    bool IsOnDevice(const HARDDRIVE_DEVICE_PATH& node,
-                    const EFI_DEVICE_PATH_PROTOCOL* device) const {
-        return std::ranges::any_of(std::span<const Entry>(entries_.get(), count_),
-                                   [&](const Entry& entry) {
-                                       return IsSamePartition(*entry.node, node) &&
-                                              DevicePathStartsWith(entry.path, device);
-                                   });
+    // Calls visit(path) for each partition like the node.
+    template <class Visitor>
+    void ForEachLike(const HARDDRIVE_DEVICE_PATH& node, Visitor visit) const {
+        for (UINTN i = 0; i < count_; ++i) {
+            if (IsSamePartition(*entries_[i].node, node)) {
+                visit(entries_[i].path);
+            }
+        }
     }
 
 private:
     struct Entry {
-        const EFI_DEVICE_PATH_PROTOCOL* path;
+        Bytes path;
         const HARDDRIVE_DEVICE_PATH* node;
     };
 
@@ -82,32 +74,91 @@ private:
     UINTN count_ = 0;
 };
 
-bool BelongsTo(const CachedOption& option, const Candidate& candidate,
-               const Partitions& partitions) {
-    const EFI_DEVICE_PATH_PROTOCOL* path = option.path();
-    if (candidate.isBlockDevice) {
-        const auto* partition =
-            NodeAs<HARDDRIVE_DEVICE_PATH>(path, kDevicePathTypeMedia, kMediaSubTypeHardDrive);
-        if (partition != nullptr) {
-            return partitions.IsOnDevice(*partition, candidate.path);
-        }
-        if (BdsFindUsbShortFormNode(path) != nullptr) {
-            return candidate.usbDevice != nullptr && BdsIsUsbShortFormOf(path, candidate.usbDevice);
+// An option of UefiBootOrder with what candidates are compared with.
+struct ListedOption {
+    enum class Form : UINT8 { Whole, HardDrive, Usb };
+
+    const CachedOption* option; // null: it cannot be read
+    Form form;
+    bool taken;
+    // Where the partitions like a hard-drive short form's begin among those found, and how many.
+    UINTN firstPartition;
+    UINTN partitions;
+};
+
+// The options of UefiBootOrder, and where they lie.
+class ListedOptions {
+public:
+    // EFI_OUT_OF_RESOURCES.
+    EFI_STATUS Read(UefiOptions& options, const Partitions& partitions);
+
+    std::span<ListedOption> entries() { return {entries_.get(), count_}; }
+    bool hasUsbShortForm() const { return hasUsbShortForm_; }
+    // Whether a hard-drive short form names a partition of the device with these nodes.
+    bool IsPartitionOn(const ListedOption& listed, Bytes device) const {
+        const std::span<const Bytes> found(found_.get() + listed.firstPartition, listed.partitions);
+        return std::ranges::any_of(found, [&](Bytes path) { return BeginsWith(path, device); });
+    }
+
+private:
+    PoolPtr<ListedOption> entries_;
+    UINTN count_ = 0;
+    PoolPtr<Bytes> found_; // partitions, by option
+    bool hasUsbShortForm_ = false;
+};
+
+EFI_STATUS ListedOptions::Read(UefiOptions& options, const Partitions& partitions) {
+    const std::span<const UINT16> numbers = options.numbers();
+    entries_ = AllocateZeroPool<ListedOption>(numbers.size());
+    if (!entries_) {
+        return EFI_OUT_OF_RESOURCES;
+    }
+    count_ = numbers.size();
+    const auto partitionNode = [](const ListedOption& listed) {
+        return listed.option == nullptr
+                   ? nullptr
+                   : NodeAs<HARDDRIVE_DEVICE_PATH>(listed.option->path(), kDevicePathTypeMedia,
+                                                   kMediaSubTypeHardDrive);
+    };
+    UINTN found = 0;
+    for (UINTN i = 0; i < count_; ++i) {
+        ListedOption& listed = entries_[i];
+        listed.option = options.cache().Find(numbers[i]);
+        if (const auto* node = partitionNode(listed)) {
+            listed.form = ListedOption::Form::HardDrive;
+            listed.firstPartition = found;
+            partitions.ForEachLike(*node, [&](Bytes) { ++listed.partitions; });
+            found += listed.partitions;
+        } else if (listed.option != nullptr &&
+                   BdsFindUsbShortFormNode(listed.option->path()) != nullptr) {
+            listed.form = ListedOption::Form::Usb;
+            hasUsbShortForm_ = true;
         }
     }
-    return DevicePathStartsWith(path, candidate.path);
+    if (found == 0) {
+        return EFI_SUCCESS;
+    }
+    found_ = AllocatePool<Bytes>(found);
+    if (!found_) {
+        return EFI_OUT_OF_RESOURCES;
+    }
+    UINTN next = 0;
+    for (const ListedOption& listed : entries()) {
+        if (const auto* node = partitionNode(listed)) {
+            partitions.ForEachLike(*node, [&](Bytes path) { found_[next++] = path; });
+        }
+    }
+    return EFI_SUCCESS;
 }
 
-// The order that is built, each number once.
+// Puts the options of one candidate behind those of the candidates before it.
 class DefaultOrder {
 public:
-    explicit DefaultOrder(UINTN room)
-        : numbers_(AllocatePool<UINT16>(room)), taken_(AllocateZeroPool<bool>(room)) {}
+    explicit DefaultOrder(UINTN room) : numbers_(AllocatePool<UINT16>(room)) {}
 
-    bool HasMemory() const { return numbers_ && taken_; }
-    bool IsTaken(UINTN entry) const { return taken_[entry]; }
-    void Take(UINTN entry, UINT16 number) {
-        taken_[entry] = true;
+    bool HasMemory() const { return static_cast<bool>(numbers_); }
+    void Take(ListedOption& listed, UINT16 number) {
+        listed.taken = true;
         if (std::ranges::find(numbers(), number) == numbers().end()) {
             numbers_[count_++] = number;
         }
@@ -116,40 +167,69 @@ public:
 
 private:
     PoolPtr<UINT16> numbers_;
-    PoolPtr<bool> taken_; // by entry of UefiBootOrder
     UINTN count_ = 0;
 };
 
-void TakeOptionsOf(EFI_HANDLE handle, UefiOptions& options, const Partitions& partitions,
+EFI_HANDLE UsbDeviceOf(const EFI_DEVICE_PATH_PROTOCOL* path) {
+    auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(path);
+    EFI_HANDLE device = nullptr;
+    return EFI_ERROR(gBS->LocateDevicePath(&gEfiUsbIoProtocolGuid, &rest, &device)) ? nullptr
+                                                                                    : device;
+}
+
+void TakeOptionsOf(EFI_HANDLE handle, std::span<const UINT16> numbers, ListedOptions& listed,
                    DefaultOrder& order) {
-    const Candidate candidate(handle);
-    if (candidate.path == nullptr) {
+    const auto* path = ProtocolOnHandle<EFI_DEVICE_PATH_PROTOCOL>(handle);
+    PoolPtr<EFI_DEVICE_PATH_PROTOCOL> shellPath;
+    if (ProtocolOnHandle<EFI_FIRMWARE_VOLUME2_PROTOCOL>(handle) != nullptr) {
+        shellPath = BdsShellPathOf(handle);
+        path = shellPath.get();
+    }
+    const Bytes nodes = NodesOf(path);
+    if (nodes.empty()) {
         return;
     }
-    const std::span<const UINT16> numbers = options.numbers();
-    for (UINTN i = 0; i < numbers.size(); ++i) {
-        if (order.IsTaken(i)) {
-            continue;
+    const bool blockDevice = ProtocolOnHandle<EFI_BLOCK_IO_PROTOCOL>(handle) != nullptr;
+    EFI_HANDLE usbDevice = blockDevice && listed.hasUsbShortForm() ? UsbDeviceOf(path) : nullptr;
+    const auto belongs = [&](const ListedOption& entry) {
+        if (blockDevice && entry.form == ListedOption::Form::HardDrive) {
+            return listed.IsPartitionOn(entry, nodes);
         }
-        const CachedOption* option = options.cache().Find(numbers[i]);
-        if (option != nullptr && BelongsTo(*option, candidate, partitions)) {
-            order.Take(i, numbers[i]);
+        if (blockDevice && entry.form == ListedOption::Form::Usb) {
+            return usbDevice != nullptr && BdsIsUsbShortFormOf(entry.option->path(), usbDevice);
+        }
+        return BeginsWith(entry.option->view.devicePath, nodes);
+    };
+    for (UINTN i = 0; i < numbers.size(); ++i) {
+        ListedOption& entry = listed.entries()[i];
+        if (!entry.taken && entry.option != nullptr && belongs(entry)) {
+            order.Take(entry, numbers[i]);
         }
     }
 }
 
-EFI_STATUS TakeOptionsOfCandidates(UefiOptions& options, DefaultOrder& order) {
+EFI_STATUS TakeOptions(UefiOptions& options, DefaultOrder& order) {
     const RaisedTaskPriority raised(TPL_CALLBACK);
+    const Partitions partitions;
+    ListedOptions listed;
     UINTN count = 0;
     PoolPtr<EFI_HANDLE> handles;
-    const EFI_STATUS status =
-        BdsGetBootCandidateHandles(kUefiBootCandidates, &count, handles.out());
-    const Partitions partitions;
-    if (EFI_ERROR(status) || !partitions.HasMemory()) {
-        return EFI_ERROR(status) ? status : EFI_OUT_OF_RESOURCES;
+    EFI_STATUS status =
+        partitions.HasMemory() ? listed.Read(options, partitions) : EFI_OUT_OF_RESOURCES;
+    if (!EFI_ERROR(status)) {
+        status = BdsGetBootCandidateHandles(kUefiBootCandidates, &count, handles.out());
     }
+    if (EFI_ERROR(status)) {
+        return status;
+    }
+    const std::span<const UINT16> numbers = options.numbers();
     for (UINTN i = 0; i < count; ++i) {
-        TakeOptionsOf(handles[i], options, partitions, order);
+        TakeOptionsOf(handles[i], numbers, listed, order);
+    }
+    for (UINTN i = 0; i < numbers.size(); ++i) {
+        if (ListedOption& entry = listed.entries()[i]; !entry.taken) {
+            order.Take(entry, numbers[i]);
+        }
     }
     return EFI_SUCCESS;
 }
@@ -165,19 +245,11 @@ EFI_STATUS BdsBuildDefaultUefiBootOrder() {
     if (EFI_ERROR(options.status())) {
         return options.status();
     }
-    const std::span<const UINT16> numbers = options.numbers();
-    DefaultOrder order(numbers.size());
-    if (!order.HasMemory()) {
-        return EFI_OUT_OF_RESOURCES;
-    }
-    const EFI_STATUS status = TakeOptionsOfCandidates(options, order);
+    DefaultOrder order(options.numbers().size());
+    const EFI_STATUS status =
+        order.HasMemory() ? TakeOptions(options, order) : EFI_OUT_OF_RESOURCES;
     if (EFI_ERROR(status)) {
         return status;
-    }
-    for (UINTN i = 0; i < numbers.size(); ++i) {
-        if (!order.IsTaken(i)) {
-            order.Take(i, numbers[i]);
-        }
     }
     return BdsWriteOrder(variable.name, variable.guid, order.numbers());
 }

@@ -44,7 +44,7 @@ EFI_STATUS DeleteBlackListedOptions(const FqddSettings& blackList, OptionCache& 
         return EFI_SUCCESS;
     }));
     error.Note(BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, remaining));
-    const EFI_STATUS synced = BdsSyncBootOrder();
+    const EFI_STATUS synced = BdsSyncBootOrder(options);
     error.Note(synced);
     error.Note(BdsRemoveFqddFromBcvList(blackList));
     // The mode's order that could not be written is no longer what BootOrder says.
@@ -55,13 +55,13 @@ EFI_STATUS DeleteBlackListedOptions(const FqddSettings& blackList, OptionCache& 
     return error.status();
 }
 
-EFI_STATUS ReorderBootOrder(const FqddSettings& wanted, FqddTexts& texts) {
+EFI_STATUS ReorderBootOrder(const FqddSettings& wanted, OptionCache& options, FqddTexts& texts) {
     LastError error;
     error.Note(wanted.status());
     EFI_STATUS status = BdsReorderByFqdds(kBootOrderName, &gEfiGlobalVariableGuid, wanted, texts);
     // An order that the mode's order does not follow is overwritten with that one.
     if (!EFI_ERROR(status)) {
-        status = BdsSyncBootOrder();
+        status = BdsSyncBootOrder(options);
     }
     error.Note(EFI_ERROR(status) ? status : wanted.Empty());
     return error.status();
@@ -113,7 +113,7 @@ EFI_STATUS BdsProcessFqddBootOrderAttributes() {
     LastError error;
     error.Note(blackList.status());
     error.Note(DeleteBlackListedOptions(blackList, options, texts));
-    error.Note(ReorderBootOrder(wanted, texts));
+    error.Note(ReorderBootOrder(wanted, options, texts));
     error.Note(ReorderLegacyHdds());
     error.Note(ReorderDefaults(defaults, texts));
     error.Note(ReorderDefaultLegacyHdds(options));

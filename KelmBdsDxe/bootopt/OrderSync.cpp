@@ -43,16 +43,22 @@ void DeleteOrderAndOptions(OptionCache& options, const KelmVariable& variable) {
 }
 
 // Whether an operating system may add to the system's own order but not change it. A setting that
-// is there and cannot be read is taken for a yes, which takes nothing away.
-bool IsOwnOrderProtected() {
+// is there and cannot be read is taken for a yes, which takes nothing away. EFI_OUT_OF_RESOURCES:
+// no memory to read it.
+EFI_STATUS ReadProtection(bool& isProtected) {
+    isProtected = false;
+    if (gDriver.boot.bootMode != kBootModeUefi) {
+        return EFI_SUCCESS;
+    }
     PoolPtr<CHAR16> access;
     const EFI_STATUS status = BdsGetAttributeString(kAttributeUefiVariableAccess, access.out());
-    return EFI_ERROR(status) ? status != EFI_NOT_FOUND
-                             : Ucs2View(access.get()) == kAttributeControlled;
+    isProtected = EFI_ERROR(status) ? status != EFI_NOT_FOUND
+                                    : Ucs2View(access.get()) == kAttributeControlled;
+    return status == EFI_OUT_OF_RESOURCES ? status : EFI_SUCCESS;
 }
 
 // An option that cannot be read is of no kind.
-OrderKind KindOf(OptionCache& options, std::span<const UINT16> numbers) {
+OrderKind KindOf(OptionCache& options, std::span<const UINT16> numbers, bool isProtected) {
     bool uefi = false;
     bool legacy = false;
     for (const UINT16 number : numbers) {
@@ -63,9 +69,7 @@ OrderKind KindOf(OptionCache& options, std::span<const UINT16> numbers) {
             break;
         }
     }
-    const bool mixed =
-        (uefi && legacy) || (gDriver.boot.bootMode == kBootModeUefi && IsOwnOrderProtected());
-    if (mixed) {
+    if ((uefi && legacy) || isProtected) {
         DebugPrint(kDebugInfo, "BDS: Sync BootOrder.Mixed BootOptions mode.\n");
         return OrderKind::Mixed;
     }
@@ -149,6 +153,10 @@ const KelmVariable& BdsModeOrder() {
 
 EFI_STATUS BdsSyncBootOrder() {
     OptionCache options;
+    return BdsSyncBootOrder(options);
+}
+
+EFI_STATUS BdsSyncBootOrder(OptionCache& options) {
     OptionOrder order;
     const EFI_STATUS status = BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order);
     if (status == EFI_NOT_FOUND) {
@@ -156,10 +164,12 @@ EFI_STATUS BdsSyncBootOrder() {
         DeleteOrderAndOptions(options, kVariableLegacyBootOrder);
         return EFI_SUCCESS;
     }
-    if (EFI_ERROR(status)) {
-        return status;
+    bool isProtected = false;
+    const EFI_STATUS known = EFI_ERROR(status) ? status : ReadProtection(isProtected);
+    if (EFI_ERROR(known)) {
+        return known;
     }
-    switch (KindOf(options, order.numbers())) {
+    switch (KindOf(options, order.numbers(), isProtected)) {
     case OrderKind::Uefi:
         return WriteOrder(kVariableUefiBootOrder, order.numbers());
     case OrderKind::Legacy:

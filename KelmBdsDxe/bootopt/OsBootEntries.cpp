@@ -180,9 +180,11 @@ EFI_STATUS BdsUpdateOsBootEntries() {
     for (UINTN i = 0; i < order.numbers().size(); ++i) {
         const UINT16 number = order.numbers()[i];
         const UINT16 position = static_cast<UINT16>(i);
+        const EFI_STATUS readStatus = options.Status(number);
         const CachedOption* option = options.Find(number);
         if (option == nullptr) {
-            allKnown = allKnown && options.IsMissing(number);
+            // A malformed one is marked as nothing.
+            allKnown = allKnown && (!EFI_ERROR(readStatus) || readStatus == EFI_NOT_FOUND);
             continue;
         }
         if (!Has(*option, kLoadOptionOsPositionFixed)) {

@@ -4,6 +4,7 @@
 
 #include "sim/machine/MachineDescription.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -40,7 +41,13 @@ public:
 
 private:
     std::vector<Fault> faults_;
-    std::map<std::string, std::uint64_t, std::less<>> counts_;
+    using Counts = std::map<std::string, std::uint64_t, std::less<>>;
+    using Counter = Counts::value_type;
+
+    std::uint64_t& CounterOf(std::string_view call);
+
+    Counts counts_;
+    std::array<Counter*, 64> recent_{}; // into counts_, which never shrinks
 };
 
 } // namespace sim

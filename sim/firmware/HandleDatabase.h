@@ -120,6 +120,8 @@ private:
     void Notify(const EFI_GUID& protocol);
     bool LetGo(EFI_HANDLE handle, const EFI_GUID& protocol);
     bool DisconnectOpeners(EFI_HANDLE handle, const EFI_GUID& protocol);
+    static void NoteOpener(Interface& item, EFI_HANDLE agent, EFI_HANDLE controller,
+                           UINT32 attributes);
     EFI_STATUS CheckConflicts(EFI_HANDLE handle, const EFI_GUID& protocol, EFI_HANDLE agent,
                               EFI_HANDLE controller, UINT32 attributes);
     const Interface* NextNew(const Registration& registration, EFI_HANDLE* handle) const;

@@ -81,8 +81,31 @@ EFI_STATUS HandleDatabase::CheckConflicts(EFI_HANDLE handle, const EFI_GUID& pro
     return EFI_SUCCESS;
 }
 
+void HandleDatabase::NoteOpener(Interface& item, EFI_HANDLE agent, EFI_HANDLE controller,
+                                UINT32 attributes) {
+    if (agent == nullptr) {
+        return; // nobody to record
+    }
+    for (EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener : item.openers) {
+        if (opener.AgentHandle == agent && opener.ControllerHandle == controller &&
+            opener.Attributes == attributes) {
+            opener.OpenCount++;
+            return;
+        }
+    }
+    item.openers.push_back({agent, controller, attributes, 1});
+}
+
 EFI_STATUS HandleDatabase::Open(EFI_HANDLE handle, const EFI_GUID& protocol, void** interface,
                                 EFI_HANDLE agent, EFI_HANDLE controller, UINT32 attributes) {
+    if (attributes == EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL && interface != nullptr) {
+        // The way that HandleProtocol comes, again and again.
+        if (Interface* item = FindInterface(handle, protocol); item != nullptr) {
+            *interface = item->interface;
+            NoteOpener(*item, agent, controller, attributes);
+            return EFI_SUCCESS;
+        }
+    }
     const bool test = attributes == EFI_OPEN_PROTOCOL_TEST_PROTOCOL;
     if (!IsValid(handle) || !IsKnownCombination(attributes) || (interface == nullptr && !test)) {
         return EFI_INVALID_PARAMETER;
@@ -121,17 +144,7 @@ EFI_STATUS HandleDatabase::Open(EFI_HANDLE handle, const EFI_GUID& protocol, voi
         return EFI_UNSUPPORTED; // went away with the driver that was stopped
     }
     *interface = item->interface;
-    if (agent == nullptr) {
-        return EFI_SUCCESS; // nobody to record
-    }
-    for (EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener : item->openers) {
-        if (opener.AgentHandle == agent && opener.ControllerHandle == controller &&
-            opener.Attributes == attributes) {
-            opener.OpenCount++;
-            return EFI_SUCCESS;
-        }
-    }
-    item->openers.push_back({agent, controller, attributes, 1});
+    NoteOpener(*item, agent, controller, attributes);
     return EFI_SUCCESS;
 }
 

@@ -461,7 +461,8 @@ TEST(RedundantOs, ComesFirstWhereverItsSettingSays) {
 
 TEST(EnumerateBootOptions, KeepsAnOperatingSystemsOptionAndShowsItsSteps) {
     DriverBoot boot(fmt::format(
-        R"({{"variables": {{{}}}, "attributes": {{"ApplyBootOrderDefaults": {{"hex": "00"}}}}}})",
+        R"({{"devices": {{"usb-front": {{}}, "optical": {{}}}}, "variables": {{{}}},
+             "attributes": {{"ApplyBootOrderDefaults": {{"hex": "00"}}}}}})",
         OptionVariables({{std::u16string(kPartition) + u"/\\EFI\\gone.efi", u"My system"}})));
     const Texts steps = {
         "BDS: Enumerate Boot Options\n",

@@ -207,7 +207,7 @@ TEST(BootFailPrompt, EndsWithTheKeysThatItOffers) {
 
 TEST(BootFailPrompt, WaitsAsTheSettingSays) {
     {
-        DriverBoot boot(R"({"keys": [{"at": 1000, "key": "F12"}]})"); // "Enabled"
+        DriverBoot boot(R"({"keys": [{"at": 10000, "key": "F12"}]})"); // "Enabled"
         EXPECT_EQ(boot.PowerOn().reason, sim::EndReason::TimeLimit);
         const std::vector<std::uint64_t> asked = Printed(boot, kNoDevice);
         ASSERT_EQ(asked.size(), 2u);

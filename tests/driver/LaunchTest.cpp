@@ -154,7 +154,7 @@ constexpr char kLoaders[] = R"("\\bad.efi": {"payload": "failure"},
 
 TEST(Launch, TakesItsStepsInOrderAndRepeatsAllButTheControllersOnTheNextAttempt) {
     const std::u16string path = std::u16string(kPartition) + u"/\\bad.efi";
-    DriverBoot boot(Machine(kLoaders, {{path}, {path}},
+    DriverBoot boot(Machine(kLoaders, {{path}, {.path = path, .optionalData = {1}}},
                             R"(, "attributes": {"UsbPorts": "AllOff", "BootSeqRetry": "Reset"})"));
     boot.BeforeDriver([](sim::Platform&) { AddAttemptListeners(); });
     EXPECT_EQ(boot.PowerOn().reason, sim::EndReason::ResetCold);

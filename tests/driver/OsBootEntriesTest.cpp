@@ -25,7 +25,7 @@ constexpr char16_t kLoader[] = u"/\\EFI\\kelm-os\\loader.efi";
 // With a second managed disk, and placeholders allowed.
 constexpr char kMachine[] = R"json({
   "attributes": {"HddPlaceholder": "Enabled"},
-  "devices": {"second": {
+  "devices": {"system-disk": {}, "second": {
     "kind": "virtual-disk", "path": "PciRoot(0x2)/Pci(0x2,0x0)/Pci(0x0,0x0)/Scsi(0xEE,0x0)",
     "location": "RAID Controller in Slot 3", "fqdd": "RAID.Slot.3-1",
     "block": {"blocks": 4194304},

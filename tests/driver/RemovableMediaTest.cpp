@@ -122,7 +122,7 @@ TEST(RemovableMedia, ADownloadedRamDiskWithoutAProgramIsGivenBack) {
 }
 
 TEST(RemovableMedia, IsCheckedWithoutAnImageLeftBehindAndHandedOverWhenAskedFor) {
-    const std::string machine = "{\"devices\": {" +
+    const std::string machine = "{\"devices\": {\"usb-back\": {}, " +
                                 StickWith({FileOf(simtest::PeWriter{.machine = 0x14C}.Write()),
                                            R"({"payload": "success"})"}) +
                                 "}}";
