@@ -7,7 +7,7 @@
 #include "library/firmware/Protocol.h"
 #include "library/pure/Ucs2.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace kelm {
 
@@ -17,7 +17,8 @@ constexpr UINT32 kAutoOptionAttributes = kLoadOptionEnumerated | LOAD_OPTION_ACT
 constexpr CHAR16 kShellDescription[] = u"System UEFI Shell";
 
 bool HasPath(const CachedOption& option, std::span<const UINT8> path) {
-    return std::ranges::equal(option.view.devicePath, path);
+    return option.view.devicePath.size() == path.size() &&
+           std::memcmp(option.view.devicePath.data(), path.data(), path.size()) == 0;
 }
 
 EFI_STATUS Delete(UefiOptions& options, UINTN index) {
@@ -32,19 +33,24 @@ enum class Placeholders { Keep, Delete };
 EFI_STATUS DeleteFirst(UefiOptions& options, const EFI_DEVICE_PATH_PROTOCOL* path,
                        Placeholders placeholders) {
     const std::span<const UINT8> pathBytes = DevicePathBytes(path);
-    for (UINTN i = 0; i < options.numbers().size(); ++i) {
-        const UINT16 number = options.numbers()[i];
-        const CachedOption* option = options.cache().Find(number);
-        if (option == nullptr) {
+    const UINT32 hash = UefiOptions::PathHash(pathBytes);
+    const std::span<const UINT32> hashes = options.PathHashes();
+    for (UINTN i = 0; i < hashes.size(); ++i) {
+        if (hashes[i] == UefiOptions::kUnreadable) {
             return EFI_OUT_OF_RESOURCES;
         }
+        if (hashes[i] != hash) {
+            continue;
+        }
+        const UINT16 number = options.numbers()[i];
+        const CachedOption* option = options.cache().Find(number);
         const bool spared = placeholders == Placeholders::Keep &&
                             BdsIsHddPlaceholderOption(options.cache(), number);
-        if (option->IsEnumerated() && HasPath(*option, pathBytes) && !spared) {
+        if (option != nullptr && HasPath(*option, pathBytes) && !spared) {
             return Delete(options, i);
         }
     }
-    return EFI_NOT_FOUND;
+    return hashes.size() == options.numbers().size() ? EFI_NOT_FOUND : EFI_OUT_OF_RESOURCES;
 }
 
 bool IsShellForbidden() {
@@ -72,8 +78,7 @@ EFI_STATUS BdsCreateUefiBootOption(UefiOptions& options, const EFI_DEVICE_PATH_P
             break;
         }
     }
-    if (same != nullptr &&
-        (!same->IsEnumerated() || same->view.description.Equals(Ucs2View(description)))) {
+    if (same != nullptr && same->view.description.Equals(Ucs2View(description))) {
         return EFI_ALREADY_STARTED;
     }
     UINT16 chosen = 0;

@@ -3,7 +3,6 @@
 #include "bootopt/Fqdd.h"
 #include "bootopt/FqddTexts.h"
 #include "bootopt/LastError.h"
-#include "bootopt/OrderVariable.h"
 #include "core/DriverState.h"
 #include "kelm/DebugLevels.h"
 #include "kelm/Variables.h"
@@ -125,7 +124,7 @@ EFI_STATUS BdsLibSetBootOrderEnDis(BootEnablePair* list, const CHAR16* orderName
     // A list that could not be sorted all the way is used as it stands.
     static_cast<void>(FqddListSortBySpecific(list, CountPairs(list)));
     OptionOrder order;
-    EFI_STATUS status = BdsReadOrder(orderName, guid, order);
+    EFI_STATUS status = options.orders().Read(orderName, guid, order);
     FqddTexts texts(options, kFqddOfOption);
     if (!EFI_ERROR(status)) {
         status = texts.Load(order.numbers());

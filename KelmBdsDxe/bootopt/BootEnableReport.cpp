@@ -3,7 +3,6 @@
 #include "bootopt/BootEnableSettings.h"
 #include "bootopt/FqddMatch.h"
 #include "bootopt/LastError.h"
-#include "bootopt/OrderVariable.h"
 #include "kelm/DebugLevels.h"
 #include "library/firmware/Debug.h"
 #include "library/pure/Ucs2.h"
@@ -74,7 +73,7 @@ private:
 
 EFI_STATUS BdsUpdateBootOrderEnDisAttributes(OptionCache& options) {
     OptionOrder order;
-    EFI_STATUS status = BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order);
+    EFI_STATUS status = options.orders().Read(kBootOrderName, &gEfiGlobalVariableGuid, order);
     if (EFI_ERROR(status)) {
         return status == EFI_NOT_FOUND ? EFI_LOAD_ERROR : status;
     }

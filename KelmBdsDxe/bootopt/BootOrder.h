@@ -9,6 +9,7 @@ struct KelmVariable;
 namespace kelm {
 
 class OptionCache;
+class OrderCache;
 
 // The order of the boot mode: UefiBootOrder, in BIOS mode LegacyBootOrder.
 const KelmVariable& BdsModeOrder();
@@ -23,6 +24,8 @@ EFI_STATUS BdsSyncBootOrder();
 EFI_STATUS BdsSyncBootOrder(OptionCache& options);
 // Rewrites BootOrder from the order of the boot mode; a missing one deletes BootOrder.
 EFI_STATUS BdsSetBootOrderFromModeOrder();
+// The same with orders from a cache.
+EFI_STATUS BdsSetBootOrderFromModeOrder(OrderCache& orders);
 // Puts the default order into BootOrder when a setting asks for it once.
 EFI_STATUS BdsApplyBootOrderDefaults();
 // Shows an order in the log.

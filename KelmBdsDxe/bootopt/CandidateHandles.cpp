@@ -27,7 +27,8 @@ constexpr UINT8 kNetworkDevices = 8;
 constexpr UINT8 kGenericUsb = 10;
 constexpr UINT8 kClasses[] = {kFloppies,   kUsbFloppies, kOpticalDrives,  kUsbOpticalDrives,
                               kFixedDisks, kUsbDisks,    kNetworkDevices, kGenericUsb};
-constexpr UINT8 kLeftovers = 0xFF; // removable devices of any bootable type
+// Removable devices of any other bootable type; file systems that are on no block device.
+constexpr UINT8 kLeftovers = 0xFF;
 constexpr UINT8 kNoClass = 0;
 
 const EFI_BLOCK_IO_MEDIA* MediumOf(EFI_HANDLE handle) {
@@ -72,6 +73,15 @@ UINT8 ClassOfBlockDevice(EFI_HANDLE handle) {
     }
 }
 
+// The class of a file system; kNoClass for one on a removable device.
+UINT8 ClassOfFileSystem(EFI_HANDLE handle) {
+    const EFI_BLOCK_IO_MEDIA* medium = MediumOf(handle);
+    if (medium == nullptr) {
+        return kLeftovers;
+    }
+    return medium->RemovableMedia ? kNoClass : kFixedDisks;
+}
+
 // The handle database has each device path once.
 EFI_HANDLE FindGenericUsbHandle() {
     auto* rest = const_cast<EFI_DEVICE_PATH_PROTOCOL*>(BdsGenericUsbBootPath());
@@ -87,6 +97,7 @@ struct Sources {
     HandleBuffer markers;
     PoolPtr<EFI_HANDLE> networkDevices; // the markers by location
     PoolPtr<UINT8> blockClasses;        // of blockDevices
+    PoolPtr<UINT8> fileSystemClasses;   // of fileSystems
     EFI_HANDLE genericUsb = nullptr;
 
     UINTN Count() const {
@@ -94,6 +105,15 @@ struct Sources {
                markers.handles().size() + (genericUsb != nullptr ? 1 : 0);
     }
 };
+
+// The class of each handle; null when memory is out.
+PoolPtr<UINT8> ClassesOf(std::span<const EFI_HANDLE> handles, UINT8 (*classOf)(EFI_HANDLE)) {
+    PoolPtr<UINT8> classes = AllocatePool<UINT8>(handles.size());
+    if (classes) {
+        std::ranges::transform(handles, classes.get(), classOf);
+    }
+    return classes;
+}
 
 EFI_STATUS Collect(Sources& sources) {
     static_cast<void>(sources.blockDevices.LocateByProtocol(gEfiBlockIoProtocolGuid));
@@ -110,15 +130,9 @@ EFI_STATUS Collect(Sources& sources) {
         // Without locations they stay in handle order.
         static_cast<void>(BdsSortHandlesByLocation(markers.size(), sources.networkDevices.get()));
     }
-    const std::span<const EFI_HANDLE> devices = sources.blockDevices.handles();
-    if (!devices.empty()) {
-        sources.blockClasses = AllocatePool<UINT8>(devices.size());
-        if (!sources.blockClasses) {
-            return EFI_OUT_OF_RESOURCES;
-        }
-        std::ranges::transform(devices, sources.blockClasses.get(), ClassOfBlockDevice);
-    }
-    return EFI_SUCCESS;
+    sources.blockClasses = ClassesOf(sources.blockDevices.handles(), ClassOfBlockDevice);
+    sources.fileSystemClasses = ClassesOf(sources.fileSystems.handles(), ClassOfFileSystem);
+    return sources.blockClasses && sources.fileSystemClasses ? EFI_SUCCESS : EFI_OUT_OF_RESOURCES;
 }
 
 class HandleList {
@@ -132,25 +146,12 @@ private:
     UINTN count_ = 0;
 };
 
-void AddBlockDevices(const Sources& sources, UINT8 deviceClass, HandleList& list) {
-    const std::span<const EFI_HANDLE> devices = sources.blockDevices.handles();
-    for (UINTN i = 0; i < devices.size(); ++i) {
-        if (sources.blockClasses[i] == deviceClass) {
-            list.Add(devices[i]);
-        }
-    }
-}
-
-// Those on fixed block devices, or those without a block device.
-enum class FileSystems { OnFixedDisks, WithoutDisk };
-void AddFileSystems(const Sources& sources, FileSystems which, HandleList& list) {
-    for (EFI_HANDLE handle : sources.fileSystems.handles()) {
-        const EFI_BLOCK_IO_MEDIA* medium = MediumOf(handle);
-        const bool wanted = which == FileSystems::WithoutDisk
-                                ? medium == nullptr
-                                : medium != nullptr && !medium->RemovableMedia;
-        if (wanted) {
-            list.Add(handle);
+// Adds those of a class.
+void AddOfClass(std::span<const EFI_HANDLE> handles, const PoolPtr<UINT8>& classes, UINT8 wanted,
+                HandleList& list) {
+    for (UINTN i = 0; i < handles.size(); ++i) {
+        if (classes[i] == wanted) {
+            list.Add(handles[i]);
         }
     }
 }
@@ -158,7 +159,7 @@ void AddFileSystems(const Sources& sources, FileSystems which, HandleList& list)
 void AddClass(const Sources& sources, UINT8 candidateClass, HandleList& list) {
     switch (candidateClass) {
     case kFixedDisks:
-        AddFileSystems(sources, FileSystems::OnFixedDisks, list);
+        AddOfClass(sources.fileSystems.handles(), sources.fileSystemClasses, kFixedDisks, list);
         break;
     case kNetworkDevices:
         for (UINTN i = 0; i < sources.markers.handles().size(); ++i) {
@@ -171,7 +172,7 @@ void AddClass(const Sources& sources, UINT8 candidateClass, HandleList& list) {
         }
         break;
     default:
-        AddBlockDevices(sources, candidateClass, list);
+        AddOfClass(sources.blockDevices.handles(), sources.blockClasses, candidateClass, list);
         break;
     }
 }
@@ -198,8 +199,8 @@ EFI_STATUS BdsGetBootCandidateHandles(UINTN mode, UINTN* count, EFI_HANDLE** han
     for (const UINT8 candidateClass : kClasses) {
         AddClass(sources, candidateClass, list);
     }
-    AddBlockDevices(sources, kLeftovers, list);
-    AddFileSystems(sources, FileSystems::WithoutDisk, list);
+    AddOfClass(sources.blockDevices.handles(), sources.blockClasses, kLeftovers, list);
+    AddOfClass(sources.fileSystems.handles(), sources.fileSystemClasses, kLeftovers, list);
     *count = list.count();
     *handles = room.release();
     return EFI_SUCCESS;

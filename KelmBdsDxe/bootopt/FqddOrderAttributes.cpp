@@ -4,7 +4,6 @@
 #include "bootopt/FqddAttributes.h"
 #include "bootopt/FqddReorder.h"
 #include "bootopt/LastError.h"
-#include "bootopt/OrderVariable.h"
 #include "core/DriverState.h"
 #include "kelm/AttributeNames.h"
 #include "kelm/DebugLevels.h"
@@ -25,7 +24,8 @@ bool IsBiosMode() {
 EFI_STATUS DeleteBlackListedOptions(const FqddSettings& blackList, OptionCache& options,
                                     FqddTexts& texts) {
     OptionOrder order;
-    const EFI_STATUS status = BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order);
+    OrderCache& orders = options.orders();
+    const EFI_STATUS status = orders.Read(kBootOrderName, &gEfiGlobalVariableGuid, order);
     if (EFI_ERROR(status)) {
         return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
     }
@@ -43,15 +43,16 @@ EFI_STATUS DeleteBlackListedOptions(const FqddSettings& blackList, OptionCache& 
         remaining = remaining.first(kept);
         return EFI_SUCCESS;
     }));
-    error.Note(BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, remaining));
+    error.Note(orders.Write(kBootOrderName, &gEfiGlobalVariableGuid, remaining));
     const EFI_STATUS synced = BdsSyncBootOrder(options);
     error.Note(synced);
     error.Note(BdsRemoveFqddFromBcvList(blackList));
     // The mode's order that could not be written is no longer what BootOrder says.
     if (!EFI_ERROR(synced)) {
-        error.Note(BdsSetBootOrderFromModeOrder());
+        error.Note(BdsSetBootOrderFromModeOrder(orders));
     }
-    error.Note(IsBiosMode() ? BdsBuildDefaultLegacyOrders() : BdsBuildDefaultUefiBootOrder());
+    error.Note(IsBiosMode() ? BdsBuildDefaultLegacyOrders()
+                            : BdsBuildDefaultUefiBootOrder(options));
     return error.status();
 }
 

@@ -3,7 +3,6 @@
 #include "bootopt/FqddOrder.h"
 #include "bootopt/LegacyOptionKind.h"
 #include "bootopt/LegacyOptionServices.h"
-#include "bootopt/OrderVariable.h"
 #include "kelm/DebugLevels.h"
 #include "legacy/LegacyOption.h"
 #include "library/firmware/Debug.h"
@@ -58,13 +57,14 @@ EFI_STATUS BdsReorderByFqdds(const CHAR16* orderName, const EFI_GUID* guid,
         return settings.status();
     }
     OptionOrder order;
-    EFI_STATUS status = BdsReadOrder(orderName, guid, order);
+    OrderCache& orders = texts.options().orders();
+    EFI_STATUS status = orders.Read(orderName, guid, order);
     if (EFI_ERROR(status)) {
         return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
     }
     FqddOrderedList ordered;
     status = BuildOrder(order.numbers(), settings, texts, ordered);
-    return EFI_ERROR(status) ? status : BdsWriteOrder(orderName, guid, ordered.numbers());
+    return EFI_ERROR(status) ? status : orders.Write(orderName, guid, ordered.numbers());
 }
 
 EFI_STATUS BdsReorderLegacyHdds(const CHAR16* orderName, const EFI_GUID* guid,

@@ -18,6 +18,7 @@ public:
     FqddTexts& operator=(const FqddTexts&) = delete;
     ~FqddTexts();
 
+    OptionCache& options() const { return options_; }
     // Asks for the texts of all numbers. EFI_OUT_OF_RESOURCES: for want of memory it is not known
     // whether one has a text.
     EFI_STATUS Load(std::span<const UINT16> numbers);

@@ -156,7 +156,7 @@ bool BdsReplacePlaceholder(UefiOptions& options, const EFI_DEVICE_PATH_PROTOCOL*
         static_cast<void>(options.cache().Delete(number));
         // The first place goes to the new option; there is nothing to stand in any other.
         if (newNumber && !replaced) {
-            options.numbers()[i++] = *newNumber;
+            options.Replace(i++, *newNumber);
         } else {
             options.Retain([i](UINTN entry) { return entry != i; });
         }

@@ -23,13 +23,13 @@ constexpr std::u16string_view kSequenceBios = u"Bios";
 constexpr std::u16string_view kSequenceBoth = u"Both";
 
 // A missing default leaves the order alone.
-EFI_STATUS CopyOrder(const KelmVariable& from, const KelmVariable& to) {
+EFI_STATUS CopyOrder(OrderCache& orders, const KelmVariable& from, const KelmVariable& to) {
     OptionOrder order;
-    const EFI_STATUS status = BdsReadOrder(from.name, from.guid, order);
+    const EFI_STATUS status = orders.Read(from, order);
     if (EFI_ERROR(status)) {
         return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
     }
-    return BdsWriteOrder(to.name, to.guid, order.numbers());
+    return orders.Write(to, order.numbers());
 }
 
 EFI_STATUS ApplyDefaultLegacyHddOrder() {
@@ -68,7 +68,7 @@ EFI_STATUS BdsProcessInternalFqddOrderAttributes() {
     const EFI_STATUS legacyStatus = BdsReorderByFqdds(kVariableLegacyBootOrder.name,
                                                       kVariableLegacyBootOrder.guid, legacy, texts);
     error.Note(legacyStatus);
-    const EFI_STATUS bootOrderStatus = BdsSetBootOrderFromModeOrder();
+    const EFI_STATUS bootOrderStatus = BdsSetBootOrderFromModeOrder(options.orders());
     error.Note(bootOrderStatus);
     // The next boot takes BootOrder for the truth. Until it holds the new order, the settings are
     // all that remembers what was asked for.
@@ -102,19 +102,20 @@ EFI_STATUS BdsApplyBootSeqDefault() {
     if (sequence == kAttributeNone) {
         return EFI_SUCCESS;
     }
-    LastError orders;
+    OrderCache orders;
+    LastError error;
     EFI_STATUS disksStatus = EFI_SUCCESS;
     if (sequence == kSequenceBios || sequence == kSequenceBoth) {
-        orders.Note(CopyOrder(kVariableDefaultLegacyBootOrder, kVariableLegacyBootOrder));
+        error.Note(CopyOrder(orders, kVariableDefaultLegacyBootOrder, kVariableLegacyBootOrder));
         disksStatus = ApplyDefaultLegacyHddOrder();
     }
     if (sequence == kSequenceUefi || sequence == kSequenceBoth) {
-        orders.Note(CopyOrder(kVariableDefaultUefiBootOrder, kVariableUefiBootOrder));
+        error.Note(CopyOrder(orders, kVariableDefaultUefiBootOrder, kVariableUefiBootOrder));
     }
-    orders.Note(BdsSetBootOrderFromModeOrder());
+    error.Note(BdsSetBootOrderFromModeOrder(orders));
     // An order that could not be read or written is asked for again in the next boot.
-    if (EFI_ERROR(orders.status())) {
-        return orders.status();
+    if (EFI_ERROR(error.status())) {
+        return error.status();
     }
     const EFI_STATUS emptied =
         BdsSetAttributeString(kAttributeIntrnlSetBootSeqDefault, kAttributeNone);

@@ -90,6 +90,7 @@ EFI_STATUS OptionCache::WriteBytes(UINT16 number, PoolPtr<UINT8> bytes, UINTN si
     if (entry == nullptr) {
         return EFI_OUT_OF_RESOURCES;
     }
+    ++edits_;
     const EFI_STATUS status =
         gRT->SetVariable(MakeBootOptionName(number).data(), &gEfiGlobalVariableGuid,
                          kVariableNonVolatileRuntime, size, bytes.get());
@@ -132,6 +133,7 @@ EFI_STATUS OptionCache::Delete(UINT16 number) {
     if (entry != nullptr && entry->state == State::Missing) {
         return EFI_NOT_FOUND;
     }
+    ++edits_;
     const EFI_STATUS status =
         BdsDeleteVariable(MakeBootOptionName(number).data(), &gEfiGlobalVariableGuid);
     if (entry != nullptr && (!EFI_ERROR(status) || status == EFI_NOT_FOUND)) {

@@ -7,6 +7,7 @@
 
 #include "bootopt/LoadOptionFormat.h"
 #include "bootopt/NumberTable.h"
+#include "bootopt/OrderCache.h"
 #include "uefi/Base.h"
 
 #include <span>
@@ -35,6 +36,9 @@ public:
     OptionCache& operator=(const OptionCache&) = delete;
     ~OptionCache();
 
+    // The orders that name the options.
+    OrderCache& orders() { return orders_; }
+
     // The option; null: Status says EFI_NOT_FOUND or an error, or the variable is malformed.
     const CachedOption* Find(UINT16 number);
     // EFI_SUCCESS: the variable was read, whatever it holds. EFI_NOT_FOUND: there is none.
@@ -58,6 +62,8 @@ public:
     // The smallest number for which there is no Boot####. EFI_NOT_FOUND: all are taken.
     // EFI_OUT_OF_RESOURCES.
     EFI_STATUS FindFreeNumber(UINT16* number);
+    // Grows whenever an option is written or deleted.
+    UINT32 edits() const { return edits_; }
 
 private:
     enum class State : UINT8 { Unknown, Missing, Present, Read, Failed };
@@ -74,8 +80,10 @@ private:
     static EFI_STATUS Keep(Entry& entry, UINT16 number, PoolPtr<UINT8> bytes, UINTN size);
     EFI_STATUS WriteBytes(UINT16 number, PoolPtr<UINT8> bytes, UINTN size);
 
+    OrderCache orders_;
     NumberTable<Entry> entries_;
     UINT32 freeFrom_ = 0; // no smaller number is free
+    UINT32 edits_ = 0;
 };
 
 // What the sanity check and the order sync take for the same option: equal descriptions, equal

@@ -1,7 +1,5 @@
 #include "bootopt/BootOrder.h"
 #include "bootopt/OptionCache.h"
-#include "bootopt/OrderVariable.h"
-#include "bootopt/VariableHelpers.h"
 #include "core/DriverState.h"
 #include "kelm/AttributeNames.h"
 #include "kelm/DebugLevels.h"
@@ -21,25 +19,17 @@ namespace {
 
 enum class OrderKind { Uefi, Legacy, Mixed };
 
-EFI_STATUS ReadOrder(const KelmVariable& variable, OptionOrder& order) {
-    return BdsReadOrder(variable.name, variable.guid, order);
-}
-
-EFI_STATUS WriteOrder(const KelmVariable& variable, std::span<const UINT16> numbers) {
-    return BdsWriteOrder(variable.name, variable.guid, numbers);
-}
-
 // The order goes last: as long as it is there, the next boot can finish the work.
 void DeleteOrderAndOptions(OptionCache& options, const KelmVariable& variable) {
     OptionOrder order;
-    const EFI_STATUS status = ReadOrder(variable, order);
+    const EFI_STATUS status = options.orders().Read(variable, order);
     if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
         return;
     }
     for (const UINT16 number : order.numbers()) {
         static_cast<void>(options.Delete(number));
     }
-    static_cast<void>(BdsDeleteVariable(variable.name, variable.guid));
+    static_cast<void>(options.orders().Delete(variable));
 }
 
 // Whether an operating system may add to the system's own order but not change it. A setting that
@@ -94,18 +84,18 @@ bool IsNewUefiOption(OptionCache& options, UINT16 number, std::span<const UINT16
 
 // An order that is there is overwritten, so that there is one whenever the power fails. Only one
 // that somebody wrote with other attributes has to go first.
-EFI_STATUS ReplaceOrder(const KelmVariable& variable, std::span<const UINT16> numbers) {
-    const EFI_STATUS status = WriteOrder(variable, numbers);
-    if (status != EFI_INVALID_PARAMETER ||
-        EFI_ERROR(BdsDeleteVariable(variable.name, variable.guid))) {
+EFI_STATUS ReplaceOrder(OrderCache& orders, const KelmVariable& variable,
+                        std::span<const UINT16> numbers) {
+    const EFI_STATUS status = orders.Write(variable, numbers);
+    if (status != EFI_INVALID_PARAMETER || EFI_ERROR(orders.Delete(variable))) {
         return status;
     }
-    return WriteOrder(variable, numbers);
+    return orders.Write(variable, numbers);
 }
 
 EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bootOrder) {
     OptionOrder order;
-    const EFI_STATUS status = ReadOrder(kVariableUefiBootOrder, order);
+    const EFI_STATUS status = options.orders().Read(kVariableUefiBootOrder, order);
     if (EFI_ERROR(status) && status != EFI_NOT_FOUND) {
         return status;
     }
@@ -122,20 +112,21 @@ EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bo
             grown[count++] = number;
         }
     }
-    return count == old.size()
-               ? EFI_SUCCESS
-               : ReplaceOrder(kVariableUefiBootOrder, std::span(grown).first(count));
+    return count == old.size() ? EFI_SUCCESS
+                               : ReplaceOrder(options.orders(), kVariableUefiBootOrder,
+                                              std::span(grown).first(count));
 }
 
 EFI_STATUS ApplyDefaultOrder() {
     const bool bios = gDriver.boot.bootMode == kBootModeBios;
+    OptionCache options;
     OptionOrder order;
-    EFI_STATUS status =
-        ReadOrder(bios ? kVariableDefaultLegacyBootOrder : kVariableDefaultUefiBootOrder, order);
+    EFI_STATUS status = options.orders().Read(
+        bios ? kVariableDefaultLegacyBootOrder : kVariableDefaultUefiBootOrder, order);
     if (!EFI_ERROR(status)) {
-        status = BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
+        status = options.orders().Write(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
         if (!EFI_ERROR(status)) {
-            status = BdsSyncBootOrder();
+            status = BdsSyncBootOrder(options);
         }
     }
     if (bios) {
@@ -158,7 +149,7 @@ EFI_STATUS BdsSyncBootOrder() {
 
 EFI_STATUS BdsSyncBootOrder(OptionCache& options) {
     OptionOrder order;
-    const EFI_STATUS status = BdsReadOrder(kBootOrderName, &gEfiGlobalVariableGuid, order);
+    const EFI_STATUS status = options.orders().Read(kBootOrderName, &gEfiGlobalVariableGuid, order);
     if (status == EFI_NOT_FOUND) {
         DeleteOrderAndOptions(options, kVariableUefiBootOrder);
         DeleteOrderAndOptions(options, kVariableLegacyBootOrder);
@@ -171,24 +162,29 @@ EFI_STATUS BdsSyncBootOrder(OptionCache& options) {
     }
     switch (KindOf(options, order.numbers(), isProtected)) {
     case OrderKind::Uefi:
-        return WriteOrder(kVariableUefiBootOrder, order.numbers());
+        return options.orders().Write(kVariableUefiBootOrder, order.numbers());
     case OrderKind::Legacy:
-        return WriteOrder(kVariableLegacyBootOrder, order.numbers());
+        return options.orders().Write(kVariableLegacyBootOrder, order.numbers());
     default:
         return AppendNewUefiOptions(options, order.numbers());
     }
 }
 
 EFI_STATUS BdsSetBootOrderFromModeOrder() {
+    OrderCache orders;
+    return BdsSetBootOrderFromModeOrder(orders);
+}
+
+EFI_STATUS BdsSetBootOrderFromModeOrder(OrderCache& orders) {
     OptionOrder order;
-    const EFI_STATUS status = ReadOrder(BdsModeOrder(), order);
+    const EFI_STATUS status = orders.Read(BdsModeOrder(), order);
     if (status == EFI_NOT_FOUND) {
-        const EFI_STATUS deleted = BdsDeleteVariable(kBootOrderName, &gEfiGlobalVariableGuid);
+        const EFI_STATUS deleted = orders.Delete(kBootOrderName, &gEfiGlobalVariableGuid);
         return deleted == EFI_NOT_FOUND ? EFI_SUCCESS : deleted;
     }
     return EFI_ERROR(status)
                ? status
-               : BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
+               : orders.Write(kBootOrderName, &gEfiGlobalVariableGuid, order.numbers());
 }
 
 EFI_STATUS BdsApplyBootOrderDefaults() {

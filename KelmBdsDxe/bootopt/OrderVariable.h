@@ -25,6 +25,11 @@ public:
     std::span<UINT16> numbers() { return {numbers_.get(), count_}; }
     std::span<const UINT16> numbers() const { return {numbers_.get(), count_}; }
     bool Contains(UINT16 optionNumber) const;
+    // The numbers' memory, for who goes on with it.
+    PoolPtr<UINT16> Release() && {
+        count_ = 0;
+        return std::move(numbers_);
+    }
 
 private:
     PoolPtr<UINT16> numbers_;

@@ -213,7 +213,7 @@ void StalePass::Delete(UINTN entry, std::optional<UINTN> successorSlot) {
     const UINT16 successor = options_.numbers()[*successorSlot];
     const UINTN successorEntry = EntryOf(successor);
     if (slots_[successorEntry] == successorEntry) { // else it has been given a place before
-        options_.numbers()[slot] = successor;
+        options_.Replace(slot, successor);
         slots_[successorEntry] = slot;
     }
 }

@@ -236,7 +236,8 @@ EFI_STATUS AddToOrder(UefiOptions& options, std::span<const UINT16> ordered, boo
 
 EFI_STATUS BdsEnumerateUefiBootOptions() {
     const bool frontBackFirst = IsFrontBackFirst();
-    UefiOptions options;
+    OptionCache cache;
+    UefiOptions options(cache);
     const DeviceNames names;
     static_cast<void>(BdsDeleteInvalidUefiBootOptions(options, names));
     std::optional<NewOptions> created;

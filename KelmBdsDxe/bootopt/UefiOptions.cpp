@@ -1,8 +1,7 @@
 #include "bootopt/UefiOptions.h"
 
-#include "bootopt/OrderVariable.h"
+#include "bootopt/PathPrefixes.h"
 #include "bootopt/ShortFormPath.h"
-#include "bootopt/VariableHelpers.h"
 #include "kelm/AttributeNames.h"
 #include "kelm/Variables.h"
 #include "services/Attributes.h"
@@ -25,21 +24,11 @@ EnumerationSettings ReadSettings() {
 
 } // namespace
 
-UefiOptions::UefiOptions() : settings(ReadSettings()) {
-    PoolPtr<UINT8> data;
-    UINTN size = 0;
-    status_ =
-        BdsReadVariable(kVariableUefiBootOrder.name, kVariableUefiBootOrder.guid, data, &size);
-    if (EFI_ERROR(status_)) {
-        return;
-    }
-    count_ = room_ = size / sizeof(UINT16);
-    if (count_ == 0) {
-        status_ = EFI_NOT_FOUND;
-        return;
-    }
-    // Pool memory is aligned for every type.
-    numbers_.reset(reinterpret_cast<UINT16*>(data.release()));
+UefiOptions::UefiOptions(OptionCache& cache) : settings(ReadSettings()), cache_(cache) {
+    OptionOrder order;
+    status_ = cache.orders().Read(kVariableUefiBootOrder, order);
+    count_ = room_ = order.numbers().size();
+    numbers_ = std::move(order).Release();
 }
 
 UefiOptions::~UefiOptions() {
@@ -64,14 +53,16 @@ EFI_STATUS UefiOptions::Append(UINT16 number) {
         room_ = kMaxOrderEntries;
     }
     numbers_[count_++] = number;
+    hashes_.reset();
     return EFI_SUCCESS;
 }
 
 void UefiOptions::MoveToFront(UINT16 number) {
-    const std::span<UINT16> order = numbers();
+    const std::span<UINT16> order(numbers_.get(), count_);
     const auto found = std::ranges::find(order, number);
     if (found != order.end()) {
         std::rotate(order.begin(), found, found + 1);
+        hashes_.reset();
     }
 }
 
@@ -79,7 +70,24 @@ EFI_STATUS UefiOptions::Write() {
     if (EFI_ERROR(status_) && status_ != EFI_NOT_FOUND) {
         return status_;
     }
-    return BdsWriteOrder(kVariableUefiBootOrder.name, kVariableUefiBootOrder.guid, numbers());
+    return cache_.orders().Write(kVariableUefiBootOrder, numbers());
+}
+
+UINT32 UefiOptions::PathHash(std::span<const UINT8> path) {
+    const UINT32 hash = HashPathBytes(path);
+    return hash == kUnreadable ? ~kUnreadable : hash;
+}
+
+std::span<const UINT32> UefiOptions::PathHashes() {
+    if (!hashes_ || hashedAtEdit_ != cache_.edits()) {
+        hashedAtEdit_ = cache_.edits();
+        hashes_ = count_ == 0 ? PoolPtr<UINT32>() : AllocatePool<UINT32>(count_);
+        for (UINTN i = 0; hashes_ && i < count_; ++i) {
+            const CachedOption* option = cache_.Find(numbers_[i]);
+            hashes_[i] = option == nullptr ? kUnreadable : PathHash(option->view.devicePath);
+        }
+    }
+    return {hashes_.get(), hashes_ ? count_ : 0};
 }
 
 const EFI_DEVICE_PATH_PROTOCOL* UefiOptions::FullPath(UINT16 number) {

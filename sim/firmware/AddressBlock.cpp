@@ -19,9 +19,4 @@ void* AddressBlock::Next() {
     return address;
 }
 
-bool AddressBlock::WasIssued(const void* address) const {
-    const UINT64 offset = reinterpret_cast<UINT64>(address) - base_;
-    return offset < used_ && offset % kSlotSize == 0;
-}
-
 } // namespace sim

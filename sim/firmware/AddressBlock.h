@@ -16,7 +16,18 @@ public:
     // The next address, nullptr when all are used up.
     void* Next();
     // Whether the address was handed out by Next() at some time.
-    bool WasIssued(const void* address) const;
+    bool WasIssued(const void* address) const {
+        const UINT64 offset = reinterpret_cast<UINT64>(address) - base_;
+        return offset < used_ && offset % kSlotSize == 0;
+    }
+    // Addresses in the order in which they were handed out: the first is 0. Only for one that
+    // WasIssued().
+    std::size_t IndexOf(const void* address) const {
+        return (reinterpret_cast<UINT64>(address) - base_) / kSlotSize;
+    }
+    void* AddressOf(std::size_t index) const {
+        return reinterpret_cast<void*>(base_ + index * kSlotSize);
+    }
 
 private:
     UINT64 base_ = 0;

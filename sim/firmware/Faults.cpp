@@ -30,10 +30,23 @@ Faults::Faults(const MachineDescription& machine) {
     }
 }
 
-std::uint64_t& Faults::CounterOf(std::string_view call) {
-    // Names of services are literals: the address says which one it is, most of the time.
-    Counter*& recent =
-        recent_[(reinterpret_cast<std::uintptr_t>(call.data()) >> 3) % recent_.size()];
+namespace {
+
+template <std::size_t N, class T>
+T& SlotOf(std::array<T, N>& slots, const char* name) {
+    return slots[(reinterpret_cast<std::uintptr_t>(name) >> 3) % N];
+}
+
+// Whether a name is PROTOCOL.MEMBER, without putting that together.
+bool IsMember(std::string_view name, std::string_view protocol, std::string_view member) {
+    return name.size() == protocol.size() + 1 + member.size() && name.ends_with(member) &&
+           name.starts_with(protocol) && name[protocol.size()] == '.';
+}
+
+} // namespace
+
+Faults::Counter& Faults::CounterOf(std::string_view call) {
+    Counter*& recent = SlotOf(recent_, call.data());
     if (recent == nullptr || recent->first != call) {
         auto found = counts_.find(call);
         if (found == counts_.end()) {
@@ -41,13 +54,26 @@ std::uint64_t& Faults::CounterOf(std::string_view call) {
         }
         recent = &*found;
     }
-    return recent->second;
+    return *recent;
 }
 
 const Fault* Faults::Count(std::string_view call) {
-    const std::uint64_t number = ++CounterOf(call);
+    return Count(CounterOf(call));
+}
+
+const Fault* Faults::Count(const char* protocol, const char* member) {
+    Counter*& recent = SlotOf(recentMembers_, member);
+    if (recent == nullptr || !IsMember(recent->first, protocol, member)) {
+        recent = &CounterOf(std::string(protocol) + "." + member);
+    }
+    return Count(*recent);
+}
+
+const Fault* Faults::Count(Counter& counter) {
+    const std::uint64_t number = ++counter.second;
     for (Fault& fault : faults_) {
-        if (fault.call == call && (fault.onward ? number >= fault.nth : number == fault.nth)) {
+        if (fault.call == counter.first &&
+            (fault.onward ? number >= fault.nth : number == fault.nth)) {
             fault.happened = true;
             return &fault;
         }

@@ -30,6 +30,8 @@ public:
 
     // Counts one call; returns the fault that hits it, if any. Valid until the next Add().
     const Fault* Count(std::string_view call);
+    // The same for a member of a protocol, "PROTOCOL.MEMBER". Both are literals.
+    const Fault* Count(const char* protocol, const char* member);
     // How often the call was made so far, faults included.
     std::uint64_t Calls(std::string_view call) const;
 
@@ -44,10 +46,14 @@ private:
     using Counts = std::map<std::string, std::uint64_t, std::less<>>;
     using Counter = Counts::value_type;
 
-    std::uint64_t& CounterOf(std::string_view call);
+    const Fault* Count(Counter& counter);
+    Counter& CounterOf(std::string_view call);
 
     Counts counts_;
-    std::array<Counter*, 64> recent_{}; // into counts_, which never shrinks
+    // Names of calls are literals: the address says which one it is, most of the time. The counters
+    // are in counts_, which never shrinks.
+    std::array<Counter*, 64> recent_{};
+    std::array<Counter*, 64> recentMembers_{};
 };
 
 } // namespace sim

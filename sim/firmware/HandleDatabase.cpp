@@ -13,6 +13,21 @@ namespace {
 
 constexpr UINT64 kAddressPages = 256; // 32768 handles and registrations in a boot
 
+// Lists of handles keep the order of creation, which is that of the addresses.
+void Add(std::vector<EFI_HANDLE>& list, EFI_HANDLE handle) {
+    const auto place = std::lower_bound(list.begin(), list.end(), handle);
+    if (place == list.end() || *place != handle) {
+        list.insert(place, handle);
+    }
+}
+
+void Remove(std::vector<EFI_HANDLE>& list, EFI_HANDLE handle) {
+    const auto place = std::lower_bound(list.begin(), list.end(), handle);
+    if (place != list.end() && *place == handle) {
+        list.erase(place);
+    }
+}
+
 } // namespace
 
 HandleDatabase::HandleDatabase(Platform& platform)
@@ -23,7 +38,7 @@ HandleDatabase::~HandleDatabase() = default;
 // ---- Indices
 
 void HandleDatabase::Index(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface) {
-    byProtocol_[protocol].insert(handle);
+    Add(byProtocol_[protocol], handle);
     installed_[interface]++;
     if (!(protocol == gEfiDevicePathProtocolGuid) || interface == nullptr) {
         return;
@@ -32,13 +47,13 @@ void HandleDatabase::Index(EFI_HANDLE handle, const EFI_GUID& protocol, void* in
     if (const EFI_DEVICE_PATH_PROTOCOL* end = kelm::FirstEndNode(path)) {
         const std::string nodes(reinterpret_cast<const char*>(path),
                                 reinterpret_cast<const char*>(end));
-        byPath_[nodes].insert(handle);
+        Add(byPath_[nodes], handle);
         pathOf_[handle] = nodes;
     }
 }
 
 void HandleDatabase::Unindex(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface) {
-    byProtocol_[protocol].erase(handle);
+    Remove(byProtocol_[protocol], handle);
     if (--installed_[interface] == 0) {
         installed_.erase(interface);
     }
@@ -47,32 +62,56 @@ void HandleDatabase::Unindex(EFI_HANDLE handle, const EFI_GUID& protocol, void* 
         return;
     }
     const auto same = byPath_.find(path->second);
-    same->second.erase(handle);
+    Remove(same->second, handle);
     if (same->second.empty()) {
         byPath_.erase(same);
     }
     pathOf_.erase(path);
 }
 
-// In the order of their creation.
-const std::set<EFI_HANDLE>& HandleDatabase::HandlesWith(const EFI_GUID& protocol) const {
-    static const std::set<EFI_HANDLE> kNone;
+const HandleDatabase::HandleList& HandleDatabase::HandlesWith(const EFI_GUID& protocol) const {
+    static const HandleList kNone;
     const auto found = byProtocol_.find(protocol);
     return found != byProtocol_.end() ? found->second : kNone;
 }
 
-HandleDatabase::Interface* HandleDatabase::FindInterface(EFI_HANDLE handle,
-                                                         const EFI_GUID& protocol) {
-    auto found = handles_.find(handle);
-    if (found == handles_.end()) {
+HandleDatabase::Handle* HandleDatabase::FindHandle(EFI_HANDLE handle) {
+    if (!addresses_.WasIssued(handle)) {
         return nullptr;
     }
-    for (Interface& item : found->second.interfaces) {
-        if (item.protocol == protocol) {
-            return &item;
+    const std::size_t place = addresses_.IndexOf(handle);
+    return place < handles_.size() && handles_[place].IsAlive() ? &handles_[place] : nullptr;
+}
+
+HandleDatabase::Interface* HandleDatabase::Handle::Find(const EFI_GUID& protocol) {
+    const std::size_t count = interfaces_.size();
+    for (std::size_t i = 0; i < count; i++) {
+        if ((i >= keys_.size() || keys_[i] == protocol.Data1) &&
+            interfaces_[i].protocol == protocol) {
+            return &interfaces_[i];
         }
     }
     return nullptr;
+}
+
+void HandleDatabase::Handle::Add(const Interface& item) {
+    if (interfaces_.size() < keys_.size()) {
+        keys_[interfaces_.size()] = item.protocol.Data1;
+    }
+    interfaces_.push_back(item);
+}
+
+void HandleDatabase::Handle::Remove(const EFI_GUID& protocol) {
+    std::erase_if(interfaces_, [&](const Interface& item) { return item.protocol == protocol; });
+    for (std::size_t i = 0; i < std::min(keys_.size(), interfaces_.size()); i++) {
+        keys_[i] = interfaces_[i].protocol.Data1;
+    }
+}
+
+HandleDatabase::Interface* HandleDatabase::FindInterface(EFI_HANDLE handle,
+                                                         const EFI_GUID& protocol) {
+    Handle* found = FindHandle(handle);
+    return found != nullptr ? found->Find(protocol) : nullptr;
 }
 
 const HandleDatabase::Interface* HandleDatabase::FindInterface(EFI_HANDLE handle,
@@ -89,12 +128,13 @@ EFI_STATUS HandleDatabase::Install(EFI_HANDLE* handle, const EFI_GUID& protocol,
         if (address == nullptr) {
             return EFI_OUT_OF_RESOURCES;
         }
-        handles_[address];
+        const std::size_t place = addresses_.IndexOf(address);
+        handles_.resize(place + 1); // registrations have addresses too
         *handle = address;
     } else if (!IsValid(*handle) || Has(*handle, protocol)) {
         return EFI_INVALID_PARAMETER;
     }
-    handles_[*handle].interfaces.push_back({protocol, interface, nextOrder_++, {}});
+    handles_[addresses_.IndexOf(*handle)].Add({protocol, interface, nextOrder_++});
     Index(*handle, protocol, interface);
     uninstalled_.erase(interface);
     generation_++;
@@ -106,7 +146,7 @@ EFI_STATUS HandleDatabase::Install(EFI_HANDLE* handle, const EFI_GUID& protocol,
 // A handle that has nothing but null interfaces is there to signal; a null interface beside real
 // ones is a mark.
 void HandleDatabase::TraceSignal(EFI_HANDLE handle, const EFI_GUID& protocol) {
-    const std::vector<Interface>& all = handles_.at(handle).interfaces;
+    const std::vector<Interface>& all = FindHandle(handle)->Interfaces();
     if (std::all_of(all.begin(), all.end(),
                     [](const Interface& item) { return item.interface == nullptr; })) {
         platform_.trace.Record("signal", {{"guid", GuidText(protocol)}});
@@ -131,6 +171,7 @@ bool HandleDatabase::LetGo(EFI_HANDLE handle, const EFI_GUID& protocol) {
     const bool stopped = DisconnectOpeners(handle, protocol);
     Interface* item = FindInterface(handle, protocol);
     if (stopped && item != nullptr) {
+        item->handleProtocolCalls = 0;
         std::erase_if(item->openers, [](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
             return (opener.Attributes &
                     (EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL | EFI_OPEN_PROTOCOL_GET_PROTOCOL |
@@ -155,15 +196,11 @@ EFI_STATUS HandleDatabase::Uninstall(EFI_HANDLE handle, const EFI_GUID& protocol
     if (!LetGo(handle, protocol)) {
         return EFI_ACCESS_DENIED;
     }
-    auto found = handles_.find(handle);
-    if (found == handles_.end()) {
+    Handle* found = FindHandle(handle);
+    if (found == nullptr) {
         return EFI_SUCCESS; // a driver that stopped has uninstalled it
     }
-    std::erase_if(found->second.interfaces,
-                  [&](const Interface& candidate) { return candidate.protocol == protocol; });
-    if (found->second.interfaces.empty()) {
-        handles_.erase(found);
-    }
+    found->Remove(protocol);
     generation_++;
     Unindex(handle, protocol, interface);
     if (interface != nullptr && !installed_.contains(interface)) {
@@ -205,7 +242,7 @@ EFI_STATUS HandleDatabase::Reinstall(EFI_HANDLE handle, const EFI_GUID& protocol
 }
 
 bool HandleDatabase::IsValid(EFI_HANDLE handle) const {
-    return handle != nullptr && handles_.contains(handle);
+    return FindHandle(handle) != nullptr;
 }
 
 bool HandleDatabase::Has(EFI_HANDLE handle, const EFI_GUID& protocol) const {
@@ -218,33 +255,34 @@ void* HandleDatabase::Find(EFI_HANDLE handle, const EFI_GUID& protocol) const {
 }
 
 void* HandleDatabase::FindFirst(const EFI_GUID& protocol, EFI_HANDLE* handle) const {
-    const std::set<EFI_HANDLE>& with = HandlesWith(protocol);
+    const HandleList& with = HandlesWith(protocol);
     if (with.empty()) {
         return nullptr;
     }
     if (handle != nullptr) {
-        *handle = *with.begin();
+        *handle = with.front();
     }
-    return Find(*with.begin(), protocol);
+    return Find(with.front(), protocol);
 }
 
 std::vector<EFI_HANDLE> HandleDatabase::All() const {
     std::vector<EFI_HANDLE> all;
-    for (const auto& [handle, record] : handles_) {
-        all.push_back(handle);
+    for (const Handle& handle : handles_) {
+        if (handle.IsAlive()) {
+            all.push_back(AddressOf(handle));
+        }
     }
     return all;
 }
 
 std::vector<EFI_HANDLE> HandleDatabase::WithProtocol(const EFI_GUID& protocol) const {
-    const std::set<EFI_HANDLE>& with = HandlesWith(protocol);
-    return {with.begin(), with.end()};
+    return HandlesWith(protocol);
 }
 
 std::vector<EFI_GUID> HandleDatabase::ProtocolsOn(EFI_HANDLE handle) const {
     std::vector<EFI_GUID> protocols;
-    if (auto found = handles_.find(handle); found != handles_.end()) {
-        for (const Interface& item : found->second.interfaces) {
+    if (const Handle* found = FindHandle(handle)) {
+        for (const Interface& item : found->Interfaces()) {
             protocols.push_back(item.protocol);
         }
     }

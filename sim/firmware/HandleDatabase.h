@@ -16,6 +16,7 @@
 #include "uefi/BootServices.h"
 #include "uefi/DevicePath.h"
 
+#include <array>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -93,11 +94,26 @@ private:
         EFI_GUID protocol;
         void* interface;
         std::uint64_t order; // of installation, over the whole database
-        std::vector<EFI_OPEN_PROTOCOL_INFORMATION_ENTRY> openers;
+        // Opens by the firmware itself on behalf of HandleProtocol(): the most frequent call of a
+        // boot.
+        UINT32 handleProtocolCalls = 0;
+        std::vector<EFI_OPEN_PROTOCOL_INFORMATION_ENTRY> openers = {}; // all others
     };
-    struct Handle {
-        std::vector<Interface> interfaces; // in the order of installation
+    class Handle {
+    public:
+        bool IsAlive() const { return !interfaces_.empty(); }
+        std::vector<Interface>& Interfaces() { return interfaces_; } // in the order of installation
+        const std::vector<Interface>& Interfaces() const { return interfaces_; }
+        Interface* Find(const EFI_GUID& protocol);
+        void Add(const Interface& item);
+        void Remove(const EFI_GUID& protocol);
+
+    private:
+        // Data1 of the GUIDs of the first interfaces: most searches need no more of the others.
+        std::array<UINT32, 8> keys_{};
+        std::vector<Interface> interfaces_;
     };
+    using HandleList = std::vector<EFI_HANDLE>; // in the order of creation
     struct Registration {
         EFI_GUID protocol;
         EFI_EVENT event;
@@ -113,15 +129,23 @@ private:
     // The indices below, when an interface comes or goes.
     void Index(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface);
     void Unindex(EFI_HANDLE handle, const EFI_GUID& protocol, void* interface);
-    const std::set<EFI_HANDLE>& HandlesWith(const EFI_GUID& protocol) const;
+    const HandleList& HandlesWith(const EFI_GUID& protocol) const;
+    // nullptr when there is no such handle.
+    Handle* FindHandle(EFI_HANDLE handle);
+    const Handle* FindHandle(EFI_HANDLE handle) const {
+        return const_cast<HandleDatabase*>(this)->FindHandle(handle);
+    }
+    EFI_HANDLE AddressOf(const Handle& handle) const {
+        return addresses_.AddressOf(std::size_t(&handle - handles_.data()));
+    }
+    bool IsHandleProtocolCall(EFI_HANDLE agent, EFI_HANDLE controller) const;
     Interface* FindInterface(EFI_HANDLE handle, const EFI_GUID& protocol);
     const Interface* FindInterface(EFI_HANDLE handle, const EFI_GUID& protocol) const;
     void TraceSignal(EFI_HANDLE handle, const EFI_GUID& protocol);
     void Notify(const EFI_GUID& protocol);
     bool LetGo(EFI_HANDLE handle, const EFI_GUID& protocol);
     bool DisconnectOpeners(EFI_HANDLE handle, const EFI_GUID& protocol);
-    static void NoteOpener(Interface& item, EFI_HANDLE agent, EFI_HANDLE controller,
-                           UINT32 attributes);
+    void NoteOpener(Interface& item, EFI_HANDLE agent, EFI_HANDLE controller, UINT32 attributes);
     EFI_STATUS CheckConflicts(EFI_HANDLE handle, const EFI_GUID& protocol, EFI_HANDLE agent,
                               EFI_HANDLE controller, UINT32 attributes);
     const Interface* NextNew(const Registration& registration, EFI_HANDLE* handle) const;
@@ -131,14 +155,14 @@ private:
     AddressBlock addresses_;
     std::uint64_t generation_ = 0;
     std::uint64_t nextOrder_ = 1;
-    std::map<EFI_HANDLE, Handle> handles_; // addresses grow, so this is the order of creation
+    std::vector<Handle> handles_; // by their place in addresses_
     std::map<void*, std::unique_ptr<Registration>> registrations_;
     std::set<const void*> uninstalled_;
     // A server has thousands of handles: what the searches look into.
-    std::map<EFI_GUID, std::set<EFI_HANDLE>, GuidLess> byProtocol_;
-    std::map<std::string, std::set<EFI_HANDLE>, std::less<>> byPath_; // nodes of device paths
-    std::unordered_map<EFI_HANDLE, std::string> pathOf_;              // as byPath_ knows it
-    std::unordered_map<const void*, std::size_t> installed_;          // how often an interface is
+    std::map<EFI_GUID, HandleList, GuidLess> byProtocol_;
+    std::map<std::string, HandleList, std::less<>> byPath_;  // nodes of device paths
+    std::unordered_map<EFI_HANDLE, std::string> pathOf_;     // as byPath_ knows it
+    std::unordered_map<const void*, std::size_t> installed_; // how often an interface is
 };
 
 } // namespace sim

@@ -1,9 +1,11 @@
 // Who has opened what: OpenProtocol(), CloseProtocol() and the records that they keep.
 #include "sim/firmware/DriverModel.h"
 #include "sim/firmware/HandleDatabase.h"
+#include "sim/firmware/ImageService.h"
 #include "sim/firmware/Platform.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sim {
 
@@ -81,10 +83,19 @@ EFI_STATUS HandleDatabase::CheckConflicts(EFI_HANDLE handle, const EFI_GUID& pro
     return EFI_SUCCESS;
 }
 
+bool HandleDatabase::IsHandleProtocolCall(EFI_HANDLE agent, EFI_HANDLE controller) const {
+    return agent == platform_.images->FirmwareHandle() && controller == nullptr;
+}
+
 void HandleDatabase::NoteOpener(Interface& item, EFI_HANDLE agent, EFI_HANDLE controller,
                                 UINT32 attributes) {
     if (agent == nullptr) {
         return; // nobody to record
+    }
+    if (attributes == EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL &&
+        IsHandleProtocolCall(agent, controller)) {
+        item.handleProtocolCalls++;
+        return;
     }
     for (EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener : item.openers) {
         if (opener.AgentHandle == agent && opener.ControllerHandle == controller &&
@@ -157,16 +168,19 @@ EFI_STATUS HandleDatabase::Close(EFI_HANDLE handle, const EFI_GUID& protocol, EF
     if (item == nullptr) {
         return EFI_NOT_FOUND;
     }
-    const std::size_t closed =
+    std::size_t closed =
         std::erase_if(item->openers, [&](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
             return opener.AgentHandle == agent && opener.ControllerHandle == controller;
         });
+    if (IsHandleProtocolCall(agent, controller)) {
+        closed += std::exchange(item->handleProtocolCalls, 0);
+    }
     return closed != 0 ? EFI_SUCCESS : EFI_NOT_FOUND;
 }
 
 void HandleDatabase::CloseAllOf(EFI_HANDLE agent) {
-    for (auto& [handle, item] : handles_) {
-        for (Interface& interface : item.interfaces) {
+    for (Handle& handle : handles_) {
+        for (Interface& interface : handle.Interfaces()) {
             std::erase_if(interface.openers,
                           [&](const EFI_OPEN_PROTOCOL_INFORMATION_ENTRY& opener) {
                               return opener.AgentHandle == agent;
@@ -183,6 +197,11 @@ HandleDatabase::Openers(EFI_HANDLE handle, const EFI_GUID& protocol,
         return EFI_NOT_FOUND;
     }
     entries = item->openers;
+    if (item->handleProtocolCalls != 0) {
+        entries.insert(entries.begin(),
+                       {platform_.images->FirmwareHandle(), nullptr,
+                        EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL, item->handleProtocolCalls});
+    }
     return EFI_SUCCESS;
 }
 

@@ -407,15 +407,14 @@ void Platform::LosePower(const char* call) {
     End(EndReason::Halted, boot_->detail.data());
 }
 
-std::optional<EFI_STATUS> Platform::Inject(const char* call) {
-    const Fault* fault = faults->Count(call);
+std::optional<EFI_STATUS> Platform::Inject(const Fault* fault) {
     if (fault == nullptr) {
         return std::nullopt;
     }
     if (fault->powerCut) {
-        LosePower(call);
+        LosePower(fault->call.c_str());
     }
-    trace.Record("fault", {{"call", call}, {"status", StatusText(fault->status)}});
+    trace.Record("fault", {{"call", fault->call}, {"status", StatusText(fault->status)}});
     return fault->status;
 }
 
@@ -426,7 +425,7 @@ std::optional<EFI_STATUS> Platform::EnterService(const char* name, EFI_TPL highe
         violations->Record(std::string(name) + " called at level " + std::to_string(level) +
                            ", allowed up to " + std::to_string(highestTpl));
     }
-    return Inject(name);
+    return Inject(faults->Count(name));
 }
 
 std::optional<EFI_STATUS> Platform::EnterSibling(const char* protocol, const char* member,
@@ -435,10 +434,7 @@ std::optional<EFI_STATUS> Platform::EnterSibling(const char* protocol, const cha
     if (traced) {
         trace.Record("protocol-call", {{"protocol", protocol}, {"member", member}});
     }
-    // On the stack: the fault may cut the power.
-    std::array<char, 128> call;
-    std::snprintf(call.data(), call.size(), "%s.%s", protocol, member);
-    return Inject(call.data());
+    return Inject(faults->Count(protocol, member));
 }
 
 } // namespace sim

@@ -35,6 +35,7 @@ namespace sim {
 class Clock;
 class Violations;
 class Faults;
+struct Fault;
 class PhaseWatch;
 class DriverModel;
 class ImageService;
@@ -181,7 +182,7 @@ private:
     [[noreturn]] void LosePower(const char* call);
     bool Describe(const CpuFault& fault);
     void Tick(std::uint64_t ip);
-    std::optional<EFI_STATUS> Inject(const char* call);
+    std::optional<EFI_STATUS> Inject(const Fault* fault);
 
     std::unique_ptr<Boot> boot_;
 };

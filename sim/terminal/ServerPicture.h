@@ -2,7 +2,7 @@
 // screen leaves blank the splash screen, as long as it is on.
 #pragma once
 
-#include "sim/terminal/Terminal.h"
+#include "sim/terminal/HostTerminal.h"
 
 namespace sim {
 

@@ -1,7 +1,7 @@
 // What the keys of a terminal are called on the server's keyboard.
 #pragma once
 
-#include "sim/terminal/Terminal.h"
+#include "sim/terminal/HostTerminal.h"
 
 #include <optional>
 

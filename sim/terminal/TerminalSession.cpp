@@ -36,7 +36,7 @@ TerminalSession::TerminalSession(Options options)
       record_(options_.record, options_.recordFirst) {}
 
 void TerminalSession::Open() {
-    terminal_ = std::make_unique<Terminal>(options_.colour);
+    terminal_ = std::make_unique<HostTerminal>(options_.colour);
     phase_.clear();
     quits_ = false;
 }
@@ -116,7 +116,7 @@ std::uint64_t TerminalSession::Attend(std::uint64_t from, std::uint64_t until) {
         if (isDue) {
             return until;
         }
-        terminal_->Sleep(std::chrono::ceil<Terminal::Microseconds>(
+        terminal_->Sleep(std::chrono::ceil<HostTerminal::Microseconds>(
             std::min(RealOf(until), nextDraw_) - RealClock::now()));
     }
 }

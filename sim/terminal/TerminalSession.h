@@ -8,8 +8,8 @@
 #pragma once
 
 #include "sim/firmware/Clock.h"
+#include "sim/terminal/HostTerminal.h"
 #include "sim/terminal/KeyRecord.h"
-#include "sim/terminal/Terminal.h"
 
 #include <chrono>
 #include <cstdint>
@@ -72,7 +72,7 @@ private:
 
     Options options_;
     KeyRecord record_;
-    std::unique_ptr<Terminal> terminal_;
+    std::unique_ptr<HostTerminal> terminal_;
     std::string phase_;
     bool quits_ = false;
     std::exception_ptr failure_;

@@ -213,7 +213,8 @@ TEST(Enumeration, DescribesTheDevicesOfEveryKindInTheOrderOfTheKinds) {
 
 TEST(Enumeration, FindsNothingToDoOnAMachineWithoutDevices) {
     RunWithoutLeak([](sim::Platform& platform) {
-        UefiOptions options;
+        OptionCache cache;
+        UefiOptions options(cache);
         EXPECT_EQ(BdsDeleteInvalidUefiBootOptions(options, DeviceNames()), EFI_NOT_FOUND);
         Store(platform, u"DefaultUefiBootOrder", AsBytes({1, 2}), gKelmSystemVariableGuid);
         EXPECT_EQ(BdsBuildDefaultUefiBootOrder(), EFI_SUCCESS);
@@ -281,7 +282,7 @@ TEST(UsbStorage, KindIsTakenFromTheFqddOrElseFromTheDevice) {
     }
 }
 
-TEST(Enumeration, RewritesADescriptionAndNeverTheOptionOfAnother) {
+TEST(Enumeration, RewritesADescriptionInPlaceAndDeletesByPath) {
     RunWithoutLeak([](sim::Platform& platform) {
         AddOption(0, kOperatingSystems, u"Mine", kOptical);
         AddOption(2, kEnumerated, u"EFI USB Device 1", UsbPath(1));
@@ -293,7 +294,8 @@ TEST(Enumeration, RewritesADescriptionAndNeverTheOptionOfAnother) {
         Store(platform, u"Boot0056", {1, 2, 3});
         const auto before = AllOptions();
 
-        UefiOptions options;
+        OptionCache cache;
+        UefiOptions options(cache);
         const auto create = [&](std::u16string_view path, const char16_t* description) {
             PathBytes bytes = PathOf(path);
             UINT16 number = 0xEEEE;
@@ -301,13 +303,15 @@ TEST(Enumeration, RewritesADescriptionAndNeverTheOptionOfAnother) {
                 BdsCreateUefiBootOption(options, AsPath(bytes), description, &number);
             return std::pair(status, number);
         };
-        EXPECT_EQ(create(kOptical, u"EFI DVD/CDROM 1").first, EFI_ALREADY_STARTED);
+        EXPECT_EQ(create(kOptical, u"Mine").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(1), u"EFI USB Device 1").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(AllOptions(), before);
+        EXPECT_EQ(create(kOptical, u"EFI DVD/CDROM 1").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(1), u"EFI USB Device 12").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(3), u"EFI USB Device 1"), std::pair(EFI_SUCCESS, UINT16(3)));
 
         auto expected = before;
+        expected[0] = OptionBytes(kEnumerated, u"EFI DVD/CDROM 1", PathOf(kOptical));
         expected[2] = OptionBytes(kEnumerated, u"EFI USB Device 12", PathOf(UsbPath(1)));
         expected[3] = OptionBytes(kEnumerated, u"EFI USB Device 1", PathOf(UsbPath(3)));
         EXPECT_EQ(AllOptions(), expected);
@@ -317,19 +321,22 @@ TEST(Enumeration, RewritesADescriptionAndNeverTheOptionOfAnother) {
         EXPECT_EQ(create(UsbPath(4), u"EFI USB Device 2").first, EFI_OUT_OF_RESOURCES);
         EXPECT_EQ(AllOptions(), expected);
 
-        // By path: up to what cannot be read, and never another's.
+        // By path: up to what cannot be read.
         const auto remove = [&](std::u16string_view path) {
             PathBytes bytes = PathOf(path);
-            UefiOptions fresh;
+            OptionCache freshCache;
+            UefiOptions fresh(freshCache);
             return BdsDeleteBootOptionForDevicePath(fresh, AsPath(bytes));
         };
         EXPECT_EQ(remove(UsbPath(1)), EFI_OUT_OF_RESOURCES);
         SetOrder(kUefiOrder, {0, 2, 4});
-        EXPECT_EQ(remove(kOptical), EFI_NOT_FOUND);
+        EXPECT_EQ(remove(UsbPath(3)), EFI_NOT_FOUND) << "it is not listed";
         EXPECT_EQ(remove(UsbPath(2)), EFI_SUCCESS);
+        EXPECT_EQ(remove(kOptical), EFI_SUCCESS);
         expected.erase(4);
+        expected.erase(0);
         EXPECT_EQ(AllOptions(), expected);
-        EXPECT_EQ(Order(kUefiOrder), (Numbers{0, 2}));
+        EXPECT_EQ(Order(kUefiOrder), Numbers{2});
         SetOrder(kUefiOrder, {});
         static_cast<void>(BdsDeleteVariable(kUefiOrder, &gKelmSystemVariableGuid));
         EXPECT_EQ(remove(UsbPath(1)), EFI_NOT_FOUND);
@@ -352,7 +359,7 @@ TEST(Enumeration, DeletesTheOptionsOfPartitionsThatCannotBootAnyMore) {
     };
     RunClean(MachineOf({SataDisk(Partitions(media))}), [&](sim::Platform& platform) {
         ASSERT_EQ(BdsConnectAll(), EFI_SUCCESS);
-        AddOption(0, kOperatingSystems, u"An OS", OnDisk(7));
+        AddOption(0, kOperatingSystems, u"An OS", OnDisk(7) + u"/\\EFI\\os.efi");
         for (UINT16 number = 1; number <= 7; ++number) {
             AddOption(number, kEnumerated, u"EFI Fixed Disk Boot Device 1", OnDisk(number));
         }
@@ -432,7 +439,8 @@ TEST(Enumeration, StaleOptionsAreTakenOutOfTheOrder) {
 
         const auto all = AllOptions();
         const auto deleteStale = [&] {
-            UefiOptions options;
+            OptionCache cache;
+            UefiOptions options(cache);
             return BdsDeleteInvalidUefiBootOptions(options, DeviceNames());
         };
         // With one that is missing nothing is touched.
@@ -466,7 +474,8 @@ TEST(Enumeration, TheShellHasAnOptionUnlessItMustNot) {
                                         &gEfiFirmwareVolume2ProtocolGuid);
         UINT16 number = 0;
         {
-            UefiOptions options;
+            OptionCache cache;
+            UefiOptions options(cache);
             EXPECT_EQ(BdsCreateSystemUefiShellOption(options, volume, &number), EFI_SUCCESS);
             EXPECT_EQ(AllOptions().at(number),
                       OptionBytes(kEnumerated, u"System UEFI Shell", PathOf(kShell)));
@@ -479,13 +488,15 @@ TEST(Enumeration, TheShellHasAnOptionUnlessItMustNot) {
         SetOrder(kUefiOrder, {number});
         for (const UINT8 allowed : {1, 0}) {
             Store(platform, u"SystemUefiShell", {allowed}, gKelmBdsVariableGuid);
-            UefiOptions options;
+            OptionCache cache;
+            UefiOptions options(cache);
             EXPECT_EQ(BdsCreateSystemUefiShellOption(options, volume, &number),
                       allowed ? EFI_ALREADY_STARTED : EFI_NOT_FOUND);
             EXPECT_EQ(Order(kUefiOrder).size(), allowed);
             EXPECT_EQ(AllOptions().size(), allowed);
         }
-        UefiOptions options;
+        OptionCache cache;
+        UefiOptions options(cache);
         EXPECT_EQ(BdsCreateSystemUefiShellOption(options, HandleWithoutPath(), &number),
                   EFI_NOT_FOUND);
     });

@@ -45,16 +45,16 @@ struct Typed {
 // Throws TerminalError unless standard input and output are a terminal.
 void RequireTerminal();
 
-class Terminal {
+class HostTerminal {
 public:
     using Microseconds = std::chrono::microseconds;
 
     // Opens the terminal on standard input and output. Throws TerminalError when there is none, or
     // one of a type that cannot show a screen. `colour` false asks for two colours only.
-    explicit Terminal(bool colour);
-    ~Terminal();
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
+    explicit HostTerminal(bool colour);
+    ~HostTerminal();
+    HostTerminal(const HostTerminal&) = delete;
+    HostTerminal& operator=(const HostTerminal&) = delete;
 
     // Shows a picture. On a terminal that is too small, the part around the cursor, and how large
     // the terminal would have to be.

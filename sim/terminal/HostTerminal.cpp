@@ -1,4 +1,4 @@
-#include "sim/terminal/Terminal.h"
+#include "sim/terminal/HostTerminal.h"
 
 #include "sim/terminal/TerminalKeys.h"
 #include "sim/terminal/TerminalSignals.h"
@@ -81,7 +81,7 @@ private:
 
 } // namespace
 
-struct Terminal::Curses {
+struct HostTerminal::Curses {
     CharacterSet characters;
     SCREEN* screen = nullptr;
     std::unique_ptr<TerminalSignals> signals;
@@ -120,7 +120,7 @@ void RequireTerminal() {
     }
 }
 
-Terminal::Terminal(bool colour) : curses_(nullptr) {
+HostTerminal::HostTerminal(bool colour) : curses_(nullptr) {
     RequireTerminal();
     auto curses = std::make_unique<Curses>();
     termios modes;
@@ -170,7 +170,7 @@ Terminal::Terminal(bool colour) : curses_(nullptr) {
     curses_ = curses.release();
 }
 
-Terminal::~Terminal() {
+HostTerminal::~HostTerminal() {
     flushinp(); // what was typed for the server shall not reach the shell
     endwin();
     curses_->signals.reset();
@@ -179,7 +179,7 @@ Terminal::~Terminal() {
 }
 
 // Pair 0 is light gray on black, which it is for curses in any case.
-std::pair<attr_t, short> Terminal::Curses::Style(std::uint8_t attribute) const {
+std::pair<attr_t, short> HostTerminal::Curses::Style(std::uint8_t attribute) const {
     const int foreground = attribute & 0x0F;
     const int background = (attribute >> 4) & 0x07;
     if (!colour) {
@@ -191,7 +191,7 @@ std::pair<attr_t, short> Terminal::Curses::Style(std::uint8_t attribute) const {
     return {bold ? A_BOLD : A_NORMAL, short(pair)};
 }
 
-void Terminal::Curses::Put(std::size_t row, std::size_t column, const TextScreen::Cell& cell) {
+void HostTerminal::Curses::Put(std::size_t row, std::size_t column, const TextScreen::Cell& cell) {
     const auto [attributes, pair] = Style(cell.attribute);
     const bool narrow = wcwidth(wchar_t(cell.character)) == 1;
     const wchar_t text[] = {wchar_t(narrow ? cell.character : kNotShown), 0};
@@ -200,7 +200,7 @@ void Terminal::Curses::Put(std::size_t row, std::size_t column, const TextScreen
     mvwadd_wch(stdscr, int(row), int(column), &shown);
 }
 
-void Terminal::Curses::PutStatus(std::size_t row, const Picture& picture, bool fits) {
+void HostTerminal::Curses::PutStatus(std::size_t row, const Picture& picture, bool fits) {
     const auto width = std::size_t(COLS);
     std::string line = " " + picture.status;
     if (!fits) {
@@ -217,7 +217,7 @@ void Terminal::Curses::PutStatus(std::size_t row, const Picture& picture, bool f
     wattrset(stdscr, int(A_NORMAL));
 }
 
-void Terminal::Draw(const Picture& picture) {
+void HostTerminal::Draw(const Picture& picture) {
     const auto columns = std::size_t(COLS);
     const auto lines = std::size_t(LINES);
     const std::size_t rows = lines - 1; // the last one is for the status
@@ -241,7 +241,7 @@ void Terminal::Draw(const Picture& picture) {
     wrefresh(stdscr);
 }
 
-std::optional<Typed> Terminal::ReadKey() {
+std::optional<Typed> HostTerminal::ReadKey() {
     if (curses_->gone) {
         return Typed{};
     }
@@ -265,7 +265,7 @@ std::optional<Typed> Terminal::ReadKey() {
     }
 }
 
-void Terminal::Sleep(std::optional<Microseconds> time) {
+void HostTerminal::Sleep(std::optional<Microseconds> time) {
     pollfd watched[] = {{STDIN_FILENO, POLLIN, 0}, {curses_->signals->WakeDescriptor(), POLLIN, 0}};
     timespec limit = {};
     if (time) {
@@ -278,7 +278,7 @@ void Terminal::Sleep(std::optional<Microseconds> time) {
     }
 }
 
-bool Terminal::FollowSignals() {
+bool HostTerminal::FollowSignals() {
     TerminalSignals& signals = *curses_->signals;
     bool redraw = false;
     if (signals.TakeStop()) {
@@ -305,11 +305,11 @@ bool Terminal::FollowSignals() {
     return redraw;
 }
 
-bool Terminal::WasStopped() {
+bool HostTerminal::WasStopped() {
     return std::exchange(stopped_, false);
 }
 
-void Terminal::Resize() {
+void HostTerminal::Resize() {
     winsize size = {};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 && size.ws_col > 0) {
         resizeterm(size.ws_row, size.ws_col);
