@@ -86,7 +86,7 @@ void Announce(const BootOptionRecord& option, const PathToLoad& target) {
     }
     BdsReportBootStart(option.DevicePath, option.Attribute, option.Description);
     static_cast<void>(gBS->Stall(kOneSecond));
-    if (auto* tpm = FindProtocol<KelmPlatformTpmProtocol>()) {
+    if (auto* tpm = FindService<KelmPlatformTpmProtocol>()) {
         static_cast<void>(tpm->MeasureBootPath(tpm, target.path));
     }
 }

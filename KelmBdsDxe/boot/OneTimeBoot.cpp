@@ -283,7 +283,7 @@ void BdsProcessOneTimeBoot() {
 }
 
 void BdsMfgModeSetPxe() {
-    if (auto* service = FindProtocol<KelmManufacturingModeProtocol>()) {
+    if (auto* service = FindService<KelmManufacturingModeProtocol>()) {
         DebugPrint(kDebugBdsInfo, "[BDS] MFG Mode Set PXE\n");
         static_cast<void>(service->SetPxe(service));
     }

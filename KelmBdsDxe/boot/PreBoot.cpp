@@ -31,7 +31,7 @@ void TellUefiBootStart() {
     if (gDriver.boot.bootMode != kBootModeUefi) {
         return;
     }
-    if (auto* service = FindProtocol<KelmUefiBootStartProtocol>()) {
+    if (auto* service = FindService<KelmUefiBootStartProtocol>()) {
         static_cast<void>(service->BootStarting(service));
     }
 }
@@ -62,7 +62,7 @@ void ResetConsoles() {
 // What listens for the end of the controller's part, then the end of that part. POST messages may
 // have opened the interface again, so this is done after them once more.
 void CloseControllerInterface() {
-    if (auto* listener = FindProtocol<KelmReadyToBootNotifyProtocol>()) {
+    if (auto* listener = FindService<KelmReadyToBootNotifyProtocol>()) {
         static_cast<void>(listener->ReadyToBoot(listener));
     }
     static_cast<void>(BdsCloseSmaInterface());

@@ -10,7 +10,7 @@ namespace {
 
 KelmBdsInterfaceProtocol* Interface() {
     if (gDriver.bootOpt.bdsInterface == nullptr) {
-        gDriver.bootOpt.bdsInterface = FindProtocol<KelmBdsInterfaceProtocol>();
+        gDriver.bootOpt.bdsInterface = FindService<KelmBdsInterfaceProtocol>();
     }
     return gDriver.bootOpt.bdsInterface;
 }

@@ -46,6 +46,7 @@ struct CoreState {
     UINTN hooksInstalled = 0;        // on that handle
     EFI_HANDLE fontFvHandle = nullptr;
     KelmPlatformPolicyProtocol* platformPolicy = nullptr; // kept once found
+    bool platformPolicyMissing = false;                   // and that was logged
     EFI_EVENT exitBootEvent = nullptr;                    // open until boot services end
     EFI_EVENT readyToBootEvent = nullptr;
 };

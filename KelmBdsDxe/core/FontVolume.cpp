@@ -25,7 +25,7 @@ EFI_STATUS ProcessVolume(const void* volume, UINT64 size) {
 EFI_STATUS ProcessCopy(const FlashVolume& volume) {
     DebugPrint(kDebugInfo, "LoadFontFv, Entry\n");
     KelmSpiFlashProtocol* flash = nullptr;
-    if (EFI_ERROR(LocateProtocol(flash))) {
+    if (EFI_ERROR(LocateService(flash))) {
         return EFI_NOT_FOUND;
     }
     DebugPrint(kDebugInfo, "LoadFontFv, Got Kelm Spi Protocol\n");

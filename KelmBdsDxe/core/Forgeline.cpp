@@ -20,7 +20,7 @@ EFI_STATUS BdsForgelineInit() {
     if (policy != nullptr && policy->IsForgelineBlocked(policy) == TRUE) {
         return EFI_UNSUPPORTED;
     }
-    EFI_STATUS status = LocateProtocol(service);
+    EFI_STATUS status = LocateService(service);
     if (EFI_ERROR(status)) {
         return status;
     }
@@ -55,7 +55,7 @@ bool BdsF10Hidden() {
         DebugPrint(kDebugInfo, "BmcSupportLevel=BmcTypeOpenBmcPlus, F10 hidden. \n");
         return true;
     }
-    auto* info = FindProtocol<KelmNimborInfoProtocol>();
+    auto* info = FindService<KelmNimborInfoProtocol>();
     return info != nullptr && info->F10Hidden != 0;
 }
 

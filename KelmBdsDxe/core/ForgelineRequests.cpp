@@ -39,7 +39,7 @@ EFI_STATUS BootLegacyServicePartition(KelmForgelineProvisioningProtocol* tool) {
         return status;
     }
     KelmLegacyPartitionBootProtocol* boot = nullptr;
-    status = LocateProtocol(boot);
+    status = LocateService(boot);
     return EFI_ERROR(status) ? status : boot->Boot(boot, partition);
 }
 

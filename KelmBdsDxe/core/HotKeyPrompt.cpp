@@ -27,7 +27,7 @@ public:
     }
     EFI_STATUS Show() const {
         KelmEarlyVideoSplashProtocol* splash = nullptr;
-        const EFI_STATUS status = LocateProtocol(splash);
+        const EFI_STATUS status = LocateService(splash);
         return EFI_ERROR(status) ? status
                                  : splash->SetHotKeyPrompt(splash, types_.data(), lines_.data());
     }
@@ -97,11 +97,11 @@ void AddForgeline(Prompt& prompt, bool offered) {
 } // namespace
 
 EFI_STATUS BdsUpdateHotKeyPrompt() {
-    gDriver.hotKeys.f10Suppressed = !IsF10Usable();
     const bool allowed = AreKeysAllowed();
     Prompt prompt;
-    AddKey(prompt, HotKey::F2Setup, allowed && !IsF2Hidden(), "Entering System Setup",
-           "F2\t = System Setup");
+    const bool offersF2 = gDriver.boot.hotKey != HotKey::F2Setup && allowed && !IsF2Hidden();
+    AddKey(prompt, HotKey::F2Setup, offersF2, "Entering System Setup", "F2\t = System Setup");
+    gDriver.hotKeys.f10Suppressed = !IsF10Usable();
     AddForgeline(prompt, allowed && !gDriver.hotKeys.f10Suppressed);
     AddKey(prompt, HotKey::F11BootManager, allowed, "Entering Boot Manager",
            "F11\t = Boot Manager");

@@ -5,18 +5,18 @@
 namespace kelm {
 
 UINT32 BdsGetManufacturingMode() {
-    auto* service = FindProtocol<KelmManufacturingModeProtocol>();
+    auto* service = FindService<KelmManufacturingModeProtocol>();
     return service == nullptr ? kManufacturingModeOff : service->GetMode(service);
 }
 
 void BdsInitializeManufacturingMode() {
-    if (auto* service = FindProtocol<KelmManufacturingModeProtocol>()) {
+    if (auto* service = FindService<KelmManufacturingModeProtocol>()) {
         static_cast<void>(service->Initialize(service));
     }
 }
 
 void BdsManufacturingLeavePost() {
-    if (auto* service = FindProtocol<KelmManufacturingModeProtocol>()) {
+    if (auto* service = FindService<KelmManufacturingModeProtocol>()) {
         static_cast<void>(service->LeavePost(service));
     }
 }

@@ -44,7 +44,7 @@ constexpr Phase kNvmeHotplugDisabled = {
 };
 
 bool MemoryAlreadyTested() {
-    auto* service = FindProtocol<KelmMemoryTestProtocol>();
+    auto* service = FindService<KelmMemoryTestProtocol>();
     return service != nullptr && service->GetState(service) == kMemoryTestAlreadyDone;
 }
 
@@ -82,7 +82,7 @@ void DropOneBootMemoryRequest() {
 }
 
 void InitializeRips() {
-    if (auto* rips = FindProtocol<KelmRipsProtocol>()) {
+    if (auto* rips = FindService<KelmRipsProtocol>()) {
         static_cast<void>(rips->Initialize(rips));
     }
 }
@@ -135,7 +135,7 @@ void ProcessOemId() {
 }
 
 void ReportTpmError() {
-    if (auto* tpm = FindProtocol<KelmPlatformTpmProtocol>()) {
+    if (auto* tpm = FindService<KelmPlatformTpmProtocol>()) {
         static_cast<void>(tpm->ReportError(tpm));
         static_cast<void>(tpm->ReportConfigurationError(tpm));
     }
@@ -152,10 +152,10 @@ void CheckAciShutdown() {
 }
 
 void SignalUsbTxtEndOfPost() {
-    if (auto* usb = FindProtocol<KelmUsbEndOfPostProtocol>()) {
+    if (auto* usb = FindService<KelmUsbEndOfPostProtocol>()) {
         static_cast<void>(usb->EndOfPost(usb));
     }
-    if (auto* txt = FindProtocol<KelmTxtEndOfPostProtocol>()) {
+    if (auto* txt = FindService<KelmTxtEndOfPostProtocol>()) {
         static_cast<void>(txt->EndOfPost(txt));
     }
 }

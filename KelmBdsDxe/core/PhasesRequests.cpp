@@ -80,7 +80,7 @@ void ProcessAci() {
 }
 
 void ReportRipsError() {
-    if (auto* rips = FindProtocol<KelmRipsProtocol>()) {
+    if (auto* rips = FindService<KelmRipsProtocol>()) {
         static_cast<void>(rips->ReportError(rips));
     }
 }

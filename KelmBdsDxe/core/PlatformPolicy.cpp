@@ -6,10 +6,15 @@
 namespace kelm {
 
 KelmPlatformPolicyProtocol* BdsPlatformPolicy() {
-    if (gDriver.core.platformPolicy == nullptr) {
-        gDriver.core.platformPolicy = FindProtocol<KelmPlatformPolicyProtocol>();
+    CoreState& state = gDriver.core;
+    if (state.platformPolicy == nullptr) {
+        // Asked for again and again; that it is missing is told once.
+        state.platformPolicy = state.platformPolicyMissing
+                                   ? FindProtocol<KelmPlatformPolicyProtocol>()
+                                   : FindService<KelmPlatformPolicyProtocol>();
+        state.platformPolicyMissing = state.platformPolicy == nullptr;
     }
-    return gDriver.core.platformPolicy;
+    return state.platformPolicy;
 }
 
 } // namespace kelm

@@ -7,7 +7,7 @@
 namespace kelm {
 
 void BdsShowSplash(bool on) {
-    auto* splash = FindProtocol<KelmEarlyVideoSplashProtocol>();
+    auto* splash = FindService<KelmEarlyVideoSplashProtocol>();
     if (splash != nullptr) {
         static_cast<void>(splash->Show(splash, on ? TRUE : FALSE));
     }

@@ -42,14 +42,14 @@ bool BootManagerNeedsPassword() {
 
 EFI_STATUS BdsEnterSetup() {
     KelmSetupLauncherProtocol* launcher = nullptr;
-    EFI_STATUS status = LocateProtocol(launcher);
+    EFI_STATUS status = LocateService(launcher);
     if (EFI_ERROR(status)) {
         return status;
     }
     DebugPrint(kDebugBdsInfo, "BDS: Enter Setup...\n");
     UINT8 accepted = EFI_ERROR(BdsCheckAdminPassword()) ? 0 : 1;
-    const bool restricted = accepted == 0 || BdsIsConfigLocked();
-    if (restricted && IsSetupDeniedToRestricted()) {
+    const bool locked = BdsIsConfigLocked();
+    if ((accepted == 0 || locked) && IsSetupDeniedToRestricted()) {
         return EFI_ACCESS_DENIED;
     }
     const KelmVariable& mode = kVariableSetupEntry;
@@ -75,7 +75,7 @@ EFI_STATUS BdsEnterSetup() {
 EFI_STATUS BdsEnterDiags() {
     DebugPrint(kDebugBds, "BDS: Enter Diags...\n");
     KelmDiagnosticsProtocol* diagnostics = nullptr;
-    const EFI_STATUS status = LocateProtocol(diagnostics);
+    const EFI_STATUS status = LocateService(diagnostics);
     return EFI_ERROR(status) ? status : diagnostics->Launch(diagnostics);
 }
 
@@ -87,7 +87,7 @@ EFI_STATUS BdsEnterBootManager() {
         return status;
     }
     KelmBootManagerProtocol* manager = nullptr;
-    status = LocateProtocol(manager);
+    status = LocateService(manager);
     if (EFI_ERROR(status)) {
         return status;
     }

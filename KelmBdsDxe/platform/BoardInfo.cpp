@@ -5,7 +5,7 @@
 namespace kelm {
 
 const KelmBoardRecord* BdsBoardRecord() {
-    auto* service = FindProtocol<KelmBoardInfoProtocol>();
+    auto* service = FindService<KelmBoardInfoProtocol>();
     const KelmBoardRecord* record = nullptr;
     if (service == nullptr || EFI_ERROR(service->GetBoardRecord(service, &record))) {
         return nullptr;

@@ -9,7 +9,7 @@
 namespace kelm {
 
 void BdsLockCpld() {
-    auto* cpld = FindProtocol<KelmCpldLockProtocol>();
+    auto* cpld = FindService<KelmCpldLockProtocol>();
     if (cpld == nullptr) {
         return;
     }

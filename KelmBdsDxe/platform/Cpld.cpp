@@ -7,7 +7,7 @@ namespace kelm {
 
 EFI_STATUS BdsReadCpldRegister(UINT16 reg, UINT8* value) {
     KelmCpldProtocol* cpld = nullptr;
-    EFI_STATUS status = LocateProtocol(cpld);
+    EFI_STATUS status = LocateService(cpld);
     if (EFI_ERROR(status)) {
         return status;
     }
@@ -21,7 +21,7 @@ EFI_STATUS BdsReadCpldRegister(UINT16 reg, UINT8* value) {
 
 EFI_STATUS BdsWriteCpldRegister(UINT16 reg, UINT8 value) {
     KelmCpldProtocol* cpld = nullptr;
-    const EFI_STATUS status = LocateProtocol(cpld);
+    const EFI_STATUS status = LocateService(cpld);
     return EFI_ERROR(status) ? status : cpld->WriteRegister(cpld, reg, value);
 }
 

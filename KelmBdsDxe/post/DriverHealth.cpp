@@ -160,6 +160,8 @@ EFI_STATUS BdsReportDriverHealth() {
     KelmDeviceLocationProtocol* locations = nullptr;
     EFI_STATUS status = BdsLocateDeviceLocation(locations);
     if (EFI_ERROR(status)) {
+        DebugPrint(kDebugError,
+                   "Error !!! Unable to locate Kelm Device Location Protocol. Status=%r\n", status);
         return status;
     }
     HandleBuffer drivers;

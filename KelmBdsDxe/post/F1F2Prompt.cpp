@@ -24,12 +24,6 @@ constexpr UINT16 kF1Only[] = {SCAN_F1};
 constexpr UINT16 kAllKeys[] = {SCAN_F1, SCAN_F2, SCAN_F11, SCAN_F10};
 constexpr std::span<const UINT16> kWithoutForgeline(kAllKeys, 3);
 
-bool IsForgelineHidden() {
-    auto* policy = BdsPlatformPolicy();
-    return (policy != nullptr && policy->IsF10Hidden(policy) != FALSE) || BdsIsConfigLocked() ||
-           BdsF10Hidden();
-}
-
 bool IsTimed() {
     auto* policy = BdsPlatformPolicy();
     return policy != nullptr && policy->IsErrorPromptTimed(policy) != FALSE;
@@ -40,11 +34,11 @@ struct Offer {
     std::span<const UINT16> keys;
 };
 
-Offer WhatToOffer(bool fullCheck) {
+Offer WhatToOffer(bool fullCheck, bool forgelineHidden) {
     if (!fullCheck) {
         return {kStringPressF1, kF1Only};
     }
-    if (IsForgelineHidden() || !BdsForgelineAvailable()) {
+    if (forgelineHidden || !BdsForgelineAvailable()) {
         return {kStringActions, kWithoutForgeline};
     }
     return {kStringActionsWithForgeline, kAllKeys};
@@ -69,8 +63,14 @@ void SetHotKey(UINT16 scanCode) {
 
 } // namespace
 
-void BdsErrorPrompt(bool fullCheck) {
-    const Offer offer = WhatToOffer(fullCheck);
+bool BdsIsForgelineKeyHidden() {
+    auto* policy = BdsPlatformPolicy();
+    return (policy != nullptr && policy->IsF10Hidden(policy) != FALSE) || BdsIsConfigLocked() ||
+           BdsF10Hidden();
+}
+
+void BdsErrorPrompt(bool fullCheck, bool forgelineHidden) {
+    const Offer offer = WhatToOffer(fullCheck, forgelineHidden);
     BdsReportProgress(kProgressErrorPrompt);
     PrintString(u"\n\r");
     static_cast<void>(PrintHiiString(offer.string));

@@ -11,7 +11,7 @@ EFI_STATUS BdsLocatePasswords(KelmPasswordProtocol*& service) {
     if (service != nullptr) {
         return EFI_SUCCESS;
     }
-    const EFI_STATUS status = LocateProtocol(service);
+    const EFI_STATUS status = LocateService(service);
     gDriver.post.passwords = service;
     return status;
 }

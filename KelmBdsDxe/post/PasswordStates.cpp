@@ -18,7 +18,7 @@ constexpr UINT8 kPasswordsDisabled = 1;
 } // namespace
 
 EFI_STATUS BdsCheckPasswordJumper() {
-    auto* board = FindProtocol<KelmBoardInfoProtocol>();
+    auto* board = FindService<KelmBoardInfoProtocol>();
     if (board != nullptr && board->IsJumperSet(board, kBoardJumperPassword) != FALSE) {
         return EFI_SUCCESS;
     }

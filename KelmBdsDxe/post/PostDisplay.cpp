@@ -59,6 +59,7 @@ void PauseForReading() {
 EFI_STATUS BdsProcessPostErrors(bool fullCheck) {
     PostState& state = gDriver.post;
     state.promptRequired = state.promptForced = state.infoShown = state.fatalError = false;
+    const bool forgelineHidden = BdsIsForgelineKeyHidden();
     if (fullCheck) {
         BdsClearErrorCodes();
         if (BdsGetManufacturingMode() == kManufacturingModeOff) {
@@ -70,7 +71,7 @@ EFI_STATUS BdsProcessPostErrors(bool fullCheck) {
         StopForGood();
     }
     if (IsPromptWanted()) {
-        BdsErrorPrompt(fullCheck);
+        BdsErrorPrompt(fullCheck, forgelineHidden);
     } else if (state.infoShown) {
         PauseForReading();
     }

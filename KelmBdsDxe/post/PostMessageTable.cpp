@@ -38,7 +38,7 @@ const PostMessageTableEntry* FindPostMessage(const KelmPostMessageProtocol& serv
 }
 
 PoolPtr<CHAR16> GetPostMessageIdentifier(UINT32 number) {
-    auto* service = FindProtocol<KelmPostMessageProtocol>();
+    auto* service = FindService<KelmPostMessageProtocol>();
     const PostMessageTableEntry* row =
         service == nullptr ? nullptr : FindPostMessage(*service, number);
     return row == nullptr || row->Identifier == nullptr

@@ -54,7 +54,7 @@ EFI_STATUS Add(KelmPostMessageProtocol& service, const PostMessageTableEntry& ro
 } // namespace
 
 EFI_STATUS RegisterPostMessage(UINT32 number) {
-    auto* service = FindProtocol<KelmPostMessageProtocol>();
+    auto* service = FindService<KelmPostMessageProtocol>();
     const PostMessageTableEntry* row =
         service == nullptr ? nullptr : FindPostMessage(*service, number);
     return row == nullptr ? EFI_NOT_FOUND : Add(*service, *row, Ucs2View(row->Text), nullptr, {});
@@ -63,7 +63,7 @@ EFI_STATUS RegisterPostMessage(UINT32 number) {
 EFI_STATUS RegisterPostMessageWithArgumentList(UINT32 number,
                                                const EFI_DEVICE_PATH_PROTOCOL* device,
                                                FormatArguments arguments) {
-    auto* service = FindProtocol<KelmPostMessageProtocol>();
+    auto* service = FindService<KelmPostMessageProtocol>();
     const PostMessageTableEntry* row =
         service == nullptr ? nullptr : FindPostMessage(*service, number);
     if (row == nullptr) {

@@ -175,7 +175,7 @@ EFI_STATUS Walk(KelmListEntry* head) {
 
 EFI_STATUS BdsShowPostMessages() {
     KelmPostMessageProtocol* service = nullptr;
-    EFI_STATUS status = LocateProtocol(service);
+    EFI_STATUS status = LocateService(service);
     if (EFI_ERROR(status)) {
         return status;
     }

@@ -90,7 +90,7 @@ EFI_STATUS BdsNimborBeforeImageStart() {
 
 EFI_STATUS BdsCloseSmaInterface() {
     KelmNimborInfoProtocol* info = nullptr;
-    EFI_STATUS status = LocateProtocol(info);
+    EFI_STATUS status = LocateService(info);
     if (EFI_ERROR(status)) {
         return status;
     }

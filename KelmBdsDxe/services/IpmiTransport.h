@@ -11,12 +11,16 @@
 
 namespace kelm {
 
-// An answer; the bytes are pool memory. `size` counts the bytes received.
+// An answer; the bytes are pool memory. `size` counts the bytes received, or those that the
+// transport asks for.
 struct IpmiResponse {
     PoolPtr<UINT8> bytes;
     UINT8 size = 0;
 
-    std::span<const UINT8> data() const { return {bytes.get(), size}; }
+    // Empty when no bytes came with the status.
+    std::span<const UINT8> data() const {
+        return bytes ? std::span<const UINT8>(bytes.get(), size) : std::span<const UINT8>();
+    }
 };
 
 // Finds the transport; a missing one is logged. Statuses as LocateProtocol.

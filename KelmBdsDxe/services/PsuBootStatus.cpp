@@ -8,7 +8,7 @@ namespace kelm {
 
 EFI_STATUS BdsCompletePsuBootStatus(std::span<UINT8, 3> bytes) {
     KelmPsuBootStatusProtocol* service = nullptr;
-    EFI_STATUS status = LocateProtocol(service);
+    EFI_STATUS status = LocateService(service);
     if (EFI_ERROR(status)) {
         return status;
     }

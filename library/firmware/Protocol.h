@@ -6,7 +6,10 @@
 #include "library/firmware/Pool.h"
 #include "library/firmware/Services.h"
 
+#include <algorithm>
+#include <array>
 #include <span>
+#include <string_view>
 
 namespace kelm {
 
@@ -20,7 +23,41 @@ EFI_STATUS LocateProtocol(Protocol*& found) {
     return status;
 }
 
-// The same where a missing protocol needs no more than a test for null.
+// The name of a type as the source has it, ended by a NUL.
+template <class T>
+constexpr auto MakeTypeName() {
+    // "... [with T = NAME; ...]" or "... [T = NAME]"
+    constexpr std::string_view function = __PRETTY_FUNCTION__;
+    constexpr std::string_view before = "T = ";
+    constexpr std::size_t from = function.find(before) + before.size();
+    constexpr std::string_view name =
+        function.substr(from, function.find_first_of(";]", from) - from);
+    std::array<CHAR8, name.size() + 1> text{};
+    std::copy(name.begin(), name.end(), text.begin());
+    return text;
+}
+template <class T>
+inline constexpr auto kTypeName = MakeTypeName<T>();
+
+// The same for a service of this platform that belongs there: a missing one is logged by its name.
+template <class Protocol>
+EFI_STATUS LocateService(Protocol*& found) {
+    const EFI_STATUS status = LocateProtocol(found);
+    if (EFI_ERROR(status)) {
+        DebugPrint(kDebugError, "Error !!! Unable to locate %a.\n", kTypeName<Protocol>.data());
+    }
+    return status;
+}
+
+// Likewise where it needs no more than a test for null.
+template <class Protocol>
+Protocol* FindService() {
+    Protocol* found = nullptr;
+    static_cast<void>(LocateService(found));
+    return found;
+}
+
+// A protocol that may well be missing, or null.
 template <class Protocol>
 Protocol* FindProtocol() {
     Protocol* found = nullptr;

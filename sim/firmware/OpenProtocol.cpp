@@ -198,9 +198,8 @@ HandleDatabase::Openers(EFI_HANDLE handle, const EFI_GUID& protocol,
     }
     entries = item->openers;
     if (item->handleProtocolCalls != 0) {
-        entries.insert(entries.begin(),
-                       {platform_.images->FirmwareHandle(), nullptr,
-                        EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL, item->handleProtocolCalls});
+        entries.push_back({platform_.images->FirmwareHandle(), nullptr,
+                           EFI_OPEN_PROTOCOL_BY_HANDLE_PROTOCOL, item->handleProtocolCalls});
     }
     return EFI_SUCCESS;
 }

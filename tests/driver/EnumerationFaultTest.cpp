@@ -69,6 +69,7 @@ struct Start {
     sim::MachineDescription machine;
     sim::NvStore store;
     std::vector<StoredOption> foreign;
+    sim::Json settings; // that changed with the event
 };
 
 Start StartOf(const Event& event) {
@@ -86,7 +87,8 @@ Start StartOf(const Event& event) {
         StoreOrder(rack.store(), numbers);
     }
     rack.Change(event.changes);
-    return {rack.boot.server.machine, rack.store(), Foreign(rack.store())};
+    return {rack.boot.server.machine, rack.store(), Foreign(rack.store()),
+            sim::Json::parse(event.changes).value("attributes", sim::Json::object())};
 }
 
 // A boot from there, with a fault that counts from the beginning of the enumeration.
@@ -146,7 +148,7 @@ private:
 // An enumeration from the start, in a boot that has come as far, with the n-th allocation failing
 // (0: none). Returns the number of allocations.
 unsigned EnumerateAgain(sim::Platform& platform, const Start& start, unsigned failing) {
-    for (const auto& [name, value] : start.machine.root["attributes"].items()) {
+    for (const auto& [name, value] : start.settings.items()) {
         const std::u16string wide(name.begin(), name.end());
         if (value.is_string()) {
             const auto text = value.get<std::string>();
@@ -167,7 +169,7 @@ unsigned EnumerateAgain(sim::Platform& platform, const Start& start, unsigned fa
 void InEnumeration(const Start& start, const std::function<void(sim::Platform&)>& body) {
     EnumerationRack rack;
     rack.boot.server.machine = start.machine;
-    sim::ApplySetting(rack.boot.server.machine, "debug.mask=0");
+    sim::ApplySetting(rack.boot.server.machine, "/debug/mask=0");
     rack.store() = start.store;
     bool ran = false;
     rack.boot.AfterPhase(kPhaseBefore, [&] {

@@ -116,7 +116,9 @@ TEST(PostMessages, TheLogRefusesWhatDoesNotFitAnEntry) {
                {"netfn": "0x30", "command": "0xAA", "request": "035545464930303031",
                 "response": "02", "status": "EFI_DEVICE_ERROR"},
                {"netfn": "0x30", "command": "0xAA", "request": "035545464930303032",
-                "response": "01", "status": "EFI_DEVICE_ERROR"}]})"),
+                "response": "01", "status": "EFI_DEVICE_ERROR"},
+               {"netfn": "0x30", "command": "0xAA", "request": "035545464930303033",
+                "response": "020000000000"}]})"),
            [](sim::Platform& platform) {
                std::u16string strings(253, u'x'); // 253 + 1 + 1 = 255
                EXPECT_EQ(SmaSendLogEntry(u"UEFI0001", strings.c_str(), 1), EFI_SUCCESS);
@@ -134,6 +136,7 @@ TEST(PostMessages, TheLogRefusesWhatDoesNotFitAnEntry) {
                EXPECT_EQ(IpmiSendLogEntry(9999, nullptr), EFI_SUCCESS);
                EXPECT_EQ(IpmiSendLogEntry(1, u"there already"), EFI_SUCCESS);
                EXPECT_EQ(IpmiSendLogEntry(2, u"failed"), EFI_DEVICE_ERROR);
+               EXPECT_EQ(IpmiSendLogEntry(3, u"more than was asked for"), EFI_BUFFER_TOO_SMALL);
                EXPECT_EQ(GetEemiNumber(u"UEFI0378"), 378u);
                for (const CHAR16* bad : {u"UEFI", u"BIOS0001", u"uefi0001", u"UEFI-001", u""}) {
                    EXPECT_EQ(GetEemiNumber(bad), kNoEemiNumber);
