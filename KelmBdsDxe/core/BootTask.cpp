@@ -78,7 +78,7 @@ constexpr struct {
 
 bool AskIdModule() {
     BootState& state = gDriver.boot;
-    auto* module = FindService<KelmIdModuleProtocol>();
+    auto* module = FindProtocol<KelmIdModuleProtocol>();
     state.rebrandRequested = module != nullptr && module->IsRebrandRequested(module) == 1;
     state.debrandRequested =
         module != nullptr && !state.rebrandRequested && module->IsDebrandRequested(module) == 1;
