@@ -56,7 +56,7 @@ void Enter(UINT16 scanCode) {
         static_cast<void>(BdsEnterSetup());
         break;
     case SCAN_F10:
-        static_cast<void>(BdsEnterForgelineGui());
+        static_cast<void>(BdsInterfaceEnterForgeline());
         break;
     case SCAN_F11:
         static_cast<void>(BdsEnterBootManager());

@@ -5,10 +5,9 @@
 #include "bootopt/VariableHelpers.h"
 #include "kelm/DebugLevels.h"
 #include "library/firmware/Debug.h"
+#include "library/firmware/Services.h"
 #include "platform/Connect.h"
 #include "uefi/GlobalVariable.h"
-
-#include <cstring>
 
 namespace kelm {
 
@@ -17,18 +16,20 @@ void BdsDeleteBootNext() {
 }
 
 EFI_STATUS BdsBootNext() {
-    UINTN size = 0;
-    const PoolPtr<UINT8> data = BdsReadVariable(kBootNextName, &gEfiGlobalVariableGuid, &size);
-    if (!data) {
-        BdsDeleteBootNext(); // one of no bytes
+    UINT16 number = 0;
+    UINTN size = sizeof(number);
+    const EFI_STATUS read =
+        gRT->GetVariable(kBootNextName, &gEfiGlobalVariableGuid, nullptr, &size, &number);
+    if (read == EFI_NOT_FOUND) {
         return EFI_SUCCESS;
     }
-    if (size != sizeof(UINT16)) {
+    if (read == EFI_BUFFER_TOO_SMALL || (!EFI_ERROR(read) && size != sizeof(number))) {
         BdsDeleteBootNext(); // names nothing, and never will
         return EFI_NOT_FOUND;
     }
-    UINT16 number = 0;
-    std::memcpy(&number, data.get(), sizeof(number));
+    if (EFI_ERROR(read)) {
+        return read; // still there for the next boot
+    }
     DebugPrint(kDebugInfoLoad, "BdsBootNext: found BootNext=%04x\n", number);
     BdsDeleteBootNext();
     OwnedBootOption option(BdsReadBootOption(number));

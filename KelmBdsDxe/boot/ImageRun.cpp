@@ -103,6 +103,14 @@ private:
     const bool outermost_;
 };
 
+// An image that ran is gone when it has failed; one that was not let run is still there.
+void UnloadIfRefused(EFI_HANDLE image, EFI_STATUS status) {
+    if (status == EFI_SECURITY_VIOLATION &&
+        ProtocolOnHandle<EFI_LOADED_IMAGE_PROTOCOL>(image) != nullptr) {
+        static_cast<void>(gBS->UnloadImage(image));
+    }
+}
+
 } // namespace
 
 EFI_STATUS BdsRunBootImage(EFI_HANDLE image, const BootOptionRecord& option, UINTN* exitDataSize,
@@ -118,6 +126,7 @@ EFI_STATUS BdsRunBootImage(EFI_HANDLE image, const BootOptionRecord& option, UIN
         status = StartUnderWatchdog(image, exitDataSize, exitData);
     }
     static_cast<void>(BdsPasswordEntryEnd());
+    UnloadIfRefused(image, status);
     if (EFI_ERROR(status)) {
         PrintString(u"\n");
         static_cast<void>(gBS->Stall(kThreeSeconds));

@@ -56,9 +56,10 @@ bool FitsBootMode(const CHAR16* mode) {
 // A text variable whose terminator may be missing and whose size may be odd, as a text.
 EFI_STATUS ReadTextVariable(const KelmVariable& variable, PoolPtr<CHAR16>& text) {
     UINTN size = 0;
-    const PoolPtr<UINT8> data = BdsReadVariable(variable.name, variable.guid, &size);
-    if (!data) {
-        return EFI_NOT_FOUND;
+    PoolPtr<UINT8> data;
+    const EFI_STATUS status = BdsReadVariable(variable.name, variable.guid, data, &size);
+    if (EFI_ERROR(status)) {
+        return status;
     }
     const UINTN length = size / sizeof(CHAR16);
     text = AllocateZeroPool<CHAR16>(length + 1);
@@ -113,8 +114,11 @@ EFI_STATUS ReadRequest(KelmDeviceLocationProtocol& locations, const CHAR16* mode
         }
         request.hardDriveGroup = order.numbers()[0];
     }
-    static_cast<void>(BdsGetBracketValue(text.get(), kBracketBootPath, request.bootPath.out()));
-    return EFI_SUCCESS;
+    // Without memory for the path another device of the same FQDD would be taken for it.
+    return BdsGetBracketValue(text.get(), kBracketBootPath, request.bootPath.out()) ==
+                   EFI_OUT_OF_RESOURCES
+               ? EFI_OUT_OF_RESOURCES
+               : EFI_SUCCESS;
 }
 
 // UEFI: whether the option's device has the FQDD, and its path the text, that the request names.
@@ -283,7 +287,7 @@ void BdsProcessOneTimeBoot() {
 }
 
 void BdsMfgModeSetPxe() {
-    if (auto* service = FindService<KelmManufacturingModeProtocol>()) {
+    if (auto* service = FindProtocol<KelmManufacturingModeProtocol>()) {
         DebugPrint(kDebugBdsInfo, "[BDS] MFG Mode Set PXE\n");
         static_cast<void>(service->SetPxe(service));
     }

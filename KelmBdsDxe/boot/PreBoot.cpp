@@ -31,7 +31,7 @@ void TellUefiBootStart() {
     if (gDriver.boot.bootMode != kBootModeUefi) {
         return;
     }
-    if (auto* service = FindService<KelmUefiBootStartProtocol>()) {
+    if (auto* service = FindProtocol<KelmUefiBootStartProtocol>()) {
         static_cast<void>(service->BootStarting(service));
     }
 }

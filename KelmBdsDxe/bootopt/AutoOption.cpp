@@ -46,7 +46,7 @@ EFI_STATUS DeleteFirst(UefiOptions& options, const EFI_DEVICE_PATH_PROTOCOL* pat
         const CachedOption* option = options.cache().Find(number);
         const bool spared = placeholders == Placeholders::Keep &&
                             BdsIsHddPlaceholderOption(options.cache(), number);
-        if (option != nullptr && HasPath(*option, pathBytes) && !spared) {
+        if (option != nullptr && option->IsEnumerated() && HasPath(*option, pathBytes) && !spared) {
             return Delete(options, i);
         }
     }
@@ -78,7 +78,8 @@ EFI_STATUS BdsCreateUefiBootOption(UefiOptions& options, const EFI_DEVICE_PATH_P
             break;
         }
     }
-    if (same != nullptr && same->view.description.Equals(Ucs2View(description))) {
+    if (same != nullptr &&
+        (!same->IsEnumerated() || same->view.description.Equals(Ucs2View(description)))) {
         return EFI_ALREADY_STARTED;
     }
     UINT16 chosen = 0;
@@ -89,10 +90,12 @@ EFI_STATUS BdsCreateUefiBootOption(UefiOptions& options, const EFI_DEVICE_PATH_P
         status = cache.FindFreeNumber(&chosen);
     }
     if (!EFI_ERROR(status)) {
-        status = cache.Write(chosen, {.attributes = kAutoOptionAttributes,
-                                      .description = Ucs2View(description),
-                                      .filePathList = pathBytes,
-                                      .optionalData = {}});
+        // An option that was disabled stays so when its device changes its name.
+        status = cache.Write(
+            chosen, {.attributes = same != nullptr ? same->view.attributes : kAutoOptionAttributes,
+                     .description = Ucs2View(description),
+                     .filePathList = pathBytes,
+                     .optionalData = {}});
     }
     if (EFI_ERROR(status)) {
         return status;

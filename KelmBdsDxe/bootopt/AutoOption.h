@@ -7,9 +7,9 @@
 
 namespace kelm {
 
-// Writes an option for a path that no option of UefiBootOrder has, or rewrites the one that has it
-// under another description; it goes into no order. EFI_SUCCESS: a new option, with its number.
-// EFI_ALREADY_STARTED: an option of that path is there, perhaps rewritten. Otherwise the status of
+// Writes an option for a path that no option of UefiBootOrder has, or gives the one that has it
+// another description; it goes into no order. EFI_SUCCESS: a new option, with its number.
+// EFI_ALREADY_STARTED: an option of that path is there, perhaps renamed. Otherwise the status of
 // what failed: no free number, no memory, SetVariable.
 EFI_STATUS BdsCreateUefiBootOption(UefiOptions& options, const EFI_DEVICE_PATH_PROTOCOL* path,
                                    const CHAR16* description, UINT16* number);

@@ -54,10 +54,14 @@ bool IsBehindBootStorageCard(const EFI_DEVICE_PATH_PROTOCOL* path) {
            IsKelmMotaCardVidDid(identity.vendorId, identity.deviceId);
 }
 
+bool IsNamedPlaceholder(const CachedOption& option) {
+    return Ucs2View(option.description()).starts_with(BdsStringText(kStringRaidDiskPlaceholder));
+}
+
 // A placeholder for the disk: enumeration made it, and its path ends in a SCSI node.
 bool IsPlaceholderOf(const CachedOption& option, const EFI_DEVICE_PATH_PROTOCOL* path) {
     const EFI_DEVICE_PATH_PROTOCOL* last = LastNode(option.path());
-    return option.IsEnumerated() && last != nullptr &&
+    return option.IsEnumerated() && IsNamedPlaceholder(option) && last != nullptr &&
            IsNode(last, kDevicePathTypeMessaging, kMessagingSubTypeScsi) &&
            DevicePathStartsWith(path, option.path());
 }
@@ -113,8 +117,7 @@ void BdsForgetPlaceholderNumber() {
 
 bool BdsIsHddPlaceholderOption(OptionCache& options, UINT16 number) {
     const CachedOption* option = options.Find(number);
-    return option != nullptr &&
-           Ucs2View(option->description()).starts_with(BdsStringText(kStringRaidDiskPlaceholder));
+    return option != nullptr && IsNamedPlaceholder(*option);
 }
 
 ChildBootOption BdsFindChildBootOption(UefiOptions& options, const EFI_DEVICE_PATH_PROTOCOL* disk,

@@ -82,17 +82,6 @@ bool IsNewUefiOption(OptionCache& options, UINT16 number, std::span<const UINT16
     });
 }
 
-// An order that is there is overwritten, so that there is one whenever the power fails. Only one
-// that somebody wrote with other attributes has to go first.
-EFI_STATUS ReplaceOrder(OrderCache& orders, const KelmVariable& variable,
-                        std::span<const UINT16> numbers) {
-    const EFI_STATUS status = orders.Write(variable, numbers);
-    if (status != EFI_INVALID_PARAMETER || EFI_ERROR(orders.Delete(variable))) {
-        return status;
-    }
-    return orders.Write(variable, numbers);
-}
-
 EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bootOrder) {
     OptionOrder order;
     const EFI_STATUS status = options.orders().Read(kVariableUefiBootOrder, order);
@@ -112,9 +101,9 @@ EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bo
             grown[count++] = number;
         }
     }
-    return count == old.size() ? EFI_SUCCESS
-                               : ReplaceOrder(options.orders(), kVariableUefiBootOrder,
-                                              std::span(grown).first(count));
+    return count == old.size()
+               ? EFI_SUCCESS
+               : options.orders().Write(kVariableUefiBootOrder, std::span(grown).first(count));
 }
 
 EFI_STATUS ApplyDefaultOrder() {

@@ -29,15 +29,12 @@ void RemoveFromOrder(UINT16 optionNumber, UINT16* order, UINTN* size, Occurrence
     *size = kept * sizeof(UINT16);
 }
 
-// Keeps the order of all others.
-void MoveToFront(UINT16 optionNumber, std::span<UINT16> numbers) {
-    UINTN unfilled = numbers.size();
-    for (UINTN i = numbers.size(); i-- > 0;) {
-        if (numbers[i] != optionNumber) {
-            numbers[--unfilled] = numbers[i];
-        }
-    }
-    std::fill_n(numbers.begin(), unfilled, optionNumber);
+bool HasOtherAttributes(const CHAR16* name, const EFI_GUID* guid, UINT32 attributes) {
+    UINT32 stored = 0;
+    UINT8 room = 0;
+    UINTN size = sizeof(room);
+    const EFI_STATUS status = gRT->GetVariable(name, guid, &stored, &size, &room);
+    return (!EFI_ERROR(status) || status == EFI_BUFFER_TOO_SMALL) && stored != attributes;
 }
 
 } // namespace
@@ -67,7 +64,17 @@ EFI_STATUS BdsWriteOrder(const CHAR16* name, const EFI_GUID* guid,
                          std::span<const UINT16> numbers) {
     const UINT32 attributes =
         *guid == gEfiGlobalVariableGuid ? kVariableNonVolatileRuntime : kVariableNonVolatileBoot;
-    return gRT->SetVariable(name, guid, attributes, numbers.size_bytes(), numbers.data());
+    const auto write = [&] {
+        return gRT->SetVariable(name, guid, attributes, numbers.size_bytes(), numbers.data());
+    };
+    EFI_STATUS status = write();
+    // One that somebody wrote with other attributes has to go first. All others are overwritten, so
+    // that there is an order whenever the power fails.
+    if (status == EFI_INVALID_PARAMETER && !numbers.empty() &&
+        HasOtherAttributes(name, guid, attributes) && !EFI_ERROR(BdsDeleteVariable(name, guid))) {
+        status = write();
+    }
+    return status;
 }
 
 EFI_STATUS BdsAppendToOrder(const CHAR16* name, const EFI_GUID* guid, UINT16 optionNumber) {
@@ -94,8 +101,18 @@ EFI_STATUS BdsMoveToFrontOfOrder(const CHAR16* name, const EFI_GUID* guid, UINT1
     if (EFI_ERROR(status)) {
         return status;
     }
-    MoveToFront(optionNumber, order.numbers());
+    BdsMoveOptionToFront(optionNumber, order.numbers());
     return BdsWriteOrder(name, guid, order.numbers());
+}
+
+void BdsMoveOptionToFront(UINT16 optionNumber, std::span<UINT16> order) {
+    UINTN unfilled = order.size();
+    for (UINTN i = order.size(); i-- > 0;) {
+        if (order[i] != optionNumber) {
+            order[--unfilled] = order[i];
+        }
+    }
+    std::fill_n(order.begin(), unfilled, optionNumber);
 }
 
 void BdsRemoveOptionFromOrder(UINT16 optionNumber, UINT16* order, UINTN* size) {

@@ -39,8 +39,8 @@ private:
 // EFI_NOT_FOUND: the variable is missing or empty. EFI_OUT_OF_RESOURCES. Otherwise the status of
 // GetVariable.
 EFI_STATUS BdsReadOrder(const CHAR16* name, const EFI_GUID* guid, OptionOrder& order);
-// Writes an order with attributes 7 in the EFI global namespace and 3 in any other; no numbers
-// delete it. The status of SetVariable.
+// Writes an order with attributes 7 in the EFI global namespace and 3 in any other, whatever
+// attributes it had; no numbers delete it. The status of SetVariable.
 EFI_STATUS BdsWriteOrder(const CHAR16* name, const EFI_GUID* guid, std::span<const UINT16> numbers);
 
 // Puts a number that is not in the order at its end; a missing order is made. EFI_SUCCESS: it is
@@ -52,7 +52,10 @@ EFI_STATUS BdsAppendToOrder(const CHAR16* name, const EFI_GUID* guid, UINT16 opt
 // status of GetVariable or SetVariable.
 EFI_STATUS BdsMoveToFrontOfOrder(const CHAR16* name, const EFI_GUID* guid, UINT16 optionNumber);
 
-// The same for an order in memory; `*size` is in bytes and comes back as the size of what is left.
+// The same in memory; all others keep their order.
+void BdsMoveOptionToFront(UINT16 optionNumber, std::span<UINT16> order);
+
+// In memory too; `*size` is in bytes and comes back as the size of what is left.
 // The entries behind move up, and the room that is freed is zeroed.
 
 // Removes every occurrence of the number.

@@ -149,11 +149,13 @@ void Enumeration::HandleFileSystem(EFI_HANDLE handle, const EFI_DEVICE_PATH_PROT
         return;
     }
     const bool placeholders = options_.settings.hddPlaceholder;
-    if (!placeholders || !BdsReplacePlaceholder(options_, path, number)) {
-        created_.Record(number);
+    if (placeholders && BdsReplacePlaceholder(options_, path, number)) {
+        return;
     }
-    placeholderDiskGotOption_ =
-        placeholderDiskGotOption_ || (placeholders && BdsIsPlaceholderDisk(path));
+    created_.Record(number);
+    if (placeholders && BdsIsPlaceholderDisk(path)) {
+        placeholderDiskGotOption_ = true;
+    }
 }
 
 void Enumeration::HandleNetworkDevice(EFI_HANDLE handle, const EFI_DEVICE_PATH_PROTOCOL* path) {

@@ -58,12 +58,8 @@ EFI_STATUS UefiOptions::Append(UINT16 number) {
 }
 
 void UefiOptions::MoveToFront(UINT16 number) {
-    const std::span<UINT16> order(numbers_.get(), count_);
-    const auto found = std::ranges::find(order, number);
-    if (found != order.end()) {
-        std::rotate(order.begin(), found, found + 1);
-        hashes_.reset();
-    }
+    BdsMoveOptionToFront(number, std::span(numbers_.get(), count_));
+    hashes_.reset();
 }
 
 EFI_STATUS UefiOptions::Write() {

@@ -63,6 +63,9 @@ PoolPtr<EFI_DEVICE_PATH_PROTOCOL> TerminalPath(const EFI_DEVICE_PATH_PROTOCOL* a
     terminal.Guid = settings.TerminalType == kTerminalTypeAnsi ? gEfiPcAnsiGuid : gEfiVT100Guid;
 
     const UINTN size = AppendDevicePathNode({}, adapter, &terminal.Header);
+    if (size == 0) {
+        return {}; // the adapter's path is broken
+    }
     PoolPtr<EFI_DEVICE_PATH_PROTOCOL> path(
         reinterpret_cast<EFI_DEVICE_PATH_PROTOCOL*>(AllocatePool<UINT8>(size).release()));
     if (path) {

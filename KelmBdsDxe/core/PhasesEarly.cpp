@@ -64,7 +64,7 @@ void RunPciPostEnumeration() {
 } // namespace
 
 void InjectEsrt() {
-    if (auto* esrt = FindService<KelmEsrtInjectionProtocol>()) {
+    if (auto* esrt = FindProtocol<KelmEsrtInjectionProtocol>()) {
         static_cast<void>(esrt->Inject(&gKelmSystemVariableGuid));
     }
 }
@@ -75,7 +75,7 @@ void CheckVacRequest() {
 }
 
 void TellTpmEarlyInit() {
-    if (auto* tpm = FindService<KelmPlatformTpmProtocol>()) {
+    if (auto* tpm = FindProtocol<KelmPlatformTpmProtocol>()) {
         static_cast<void>(tpm->EarlyInit(tpm));
     }
 }
@@ -86,7 +86,7 @@ void NimborEarlyInit() {
 }
 
 void InitializeVam() {
-    if (auto* vam = FindService<KelmVamProtocol>()) {
+    if (auto* vam = FindProtocol<KelmVamProtocol>()) {
         static_cast<void>(vam->Initialize(vam));
     }
 }
@@ -118,7 +118,7 @@ void SetBootTask() {
 }
 
 void CheckOsTpmRequests() {
-    if (auto* tpm = FindService<KelmPlatformTpmProtocol>()) {
+    if (auto* tpm = FindProtocol<KelmPlatformTpmProtocol>()) {
         // The requests wait while a firmware update is pending.
         const bool noUpdatePending = (gDriver.boot.smaJobType & SmaJobTypeUpdate) == 0;
         static_cast<void>(tpm->ProcessOsRequests(tpm, noUpdatePending ? TRUE : FALSE));
@@ -131,7 +131,7 @@ void InitializeManufacturing() {
 }
 
 void SyncHttpsCertificates() {
-    if (auto* certificates = FindService<NimborHttpsBootCertMgmtProtocol>()) {
+    if (auto* certificates = FindProtocol<NimborHttpsBootCertMgmtProtocol>()) {
         static_cast<void>(certificates->SyncFromNimbor());
         static_cast<void>(certificates->SyncToNimbor());
     }
@@ -144,7 +144,7 @@ void HandleSpecialBootTask() {
 }
 
 void SendPcieSsdLocations() {
-    if (auto* locations = FindService<KelmPcieSsdLocationProtocol>()) {
+    if (auto* locations = FindProtocol<KelmPcieSsdLocationProtocol>()) {
         static_cast<void>(locations->CollectBays(locations));
         static_cast<void>(locations->CollectSlots(locations));
         static_cast<void>(locations->SendToNimbor(locations));

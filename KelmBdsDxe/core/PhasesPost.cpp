@@ -82,7 +82,7 @@ void DropOneBootMemoryRequest() {
 }
 
 void InitializeRips() {
-    if (auto* rips = FindService<KelmRipsProtocol>()) {
+    if (auto* rips = FindProtocol<KelmRipsProtocol>()) {
         static_cast<void>(rips->Initialize(rips));
     }
 }
@@ -135,7 +135,7 @@ void ProcessOemId() {
 }
 
 void ReportTpmError() {
-    if (auto* tpm = FindService<KelmPlatformTpmProtocol>()) {
+    if (auto* tpm = FindProtocol<KelmPlatformTpmProtocol>()) {
         static_cast<void>(tpm->ReportError(tpm));
         static_cast<void>(tpm->ReportConfigurationError(tpm));
     }
@@ -152,10 +152,10 @@ void CheckAciShutdown() {
 }
 
 void SignalUsbTxtEndOfPost() {
-    if (auto* usb = FindService<KelmUsbEndOfPostProtocol>()) {
+    if (auto* usb = FindProtocol<KelmUsbEndOfPostProtocol>()) {
         static_cast<void>(usb->EndOfPost(usb));
     }
-    if (auto* txt = FindService<KelmTxtEndOfPostProtocol>()) {
+    if (auto* txt = FindProtocol<KelmTxtEndOfPostProtocol>()) {
         static_cast<void>(txt->EndOfPost(txt));
     }
 }

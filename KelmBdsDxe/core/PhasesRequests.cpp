@@ -80,7 +80,7 @@ void ProcessAci() {
 }
 
 void ReportRipsError() {
-    if (auto* rips = FindService<KelmRipsProtocol>()) {
+    if (auto* rips = FindProtocol<KelmRipsProtocol>()) {
         static_cast<void>(rips->ReportError(rips));
     }
 }

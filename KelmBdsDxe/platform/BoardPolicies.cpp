@@ -9,7 +9,7 @@
 namespace kelm {
 
 void BdsLockCpld() {
-    auto* cpld = FindService<KelmCpldLockProtocol>();
+    auto* cpld = FindProtocol<KelmCpldLockProtocol>();
     if (cpld == nullptr) {
         return;
     }

@@ -4,6 +4,7 @@
 #include "bootopt/BootOrder.h"
 #include "bootopt/EnumerateBootOptions.h"
 #include "bootopt/LoadOptionFormat.h"
+#include "bootopt/OrderVariable.h"
 #include "bootopt/RedundantOs.h"
 #include "kelm/HookPoints.h"
 #include "tests/driver/OptionMachine.h"
@@ -255,6 +256,19 @@ TEST(BootOrder, IsSyncedWithTheOrderOfItsKind) {
 TEST(BootOrder, OrderOfOtherAttributesIsReplacedWhenOptionsAreAppended) {
     RunInFirmware("{}", [](sim::Platform& platform) {
         SetOptions({{1, 'A'}, {2, 'B'}});
+        const Bytes foreign = AsBytes({2});
+        ASSERT_EQ(platform.variables->Write(kBootOrderName, gEfiGlobalVariableGuid, 3,
+                                            foreign.data(), foreign.size()),
+                  EFI_SUCCESS);
+        EXPECT_EQ(BdsAppendToOrder(kBootOrderName, &gEfiGlobalVariableGuid, 1), EFI_SUCCESS);
+        EXPECT_EQ(Order(kBootOrderName), (Numbers{2, 1}));
+        EXPECT_EQ(platform.variables->Find(kBootOrderName, gEfiGlobalVariableGuid)->attributes, 7u);
+        // One that is refused for another reason stays.
+        platform.faults->Add({.call = "SetVariable", .status = EFI_INVALID_PARAMETER}, true);
+        EXPECT_EQ(BdsAppendToOrder(kBootOrderName, &gEfiGlobalVariableGuid, 3),
+                  EFI_INVALID_PARAMETER);
+        EXPECT_EQ(Order(kBootOrderName), (Numbers{2, 1}));
+
         SetOrder(kBootOrderName, {2});
         SetSetting("UefiVariableAccess", "Controlled");
         const Bytes old = AsBytes({1});

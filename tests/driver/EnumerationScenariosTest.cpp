@@ -342,9 +342,9 @@ TEST(EnumerationScenarios, SomeDevicesComeFirstWhenTheyAreNew) {
 
 // ---- Many boots, and the administrator's tool between two of them
 
-// The sanitizer makes a boot ten times as slow.
+// The sanitizer makes a boot a hundred times as slow.
 #ifdef SIM_ADDRESS_SANITIZER
-constexpr unsigned kBoots = 100;
+constexpr unsigned kBoots = 10;
 #else
 constexpr unsigned kBoots = 1000;
 #endif

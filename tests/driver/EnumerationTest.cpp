@@ -282,10 +282,11 @@ TEST(UsbStorage, KindIsTakenFromTheFqddOrElseFromTheDevice) {
     }
 }
 
-TEST(Enumeration, RewritesADescriptionInPlaceAndDeletesByPath) {
+TEST(Enumeration, RewritesADescriptionAndNeverTheOptionOfAnother) {
     RunWithoutLeak([](sim::Platform& platform) {
+        constexpr UINT32 kDisabled = kEnumerated & ~UINT32(LOAD_OPTION_ACTIVE);
         AddOption(0, kOperatingSystems, u"Mine", kOptical);
-        AddOption(2, kEnumerated, u"EFI USB Device 1", UsbPath(1));
+        AddOption(2, kDisabled, u"EFI USB Device 1", UsbPath(1));
         AddOption(4, kEnumerated, u"EFI USB Device 1", UsbPath(2));
         Store(platform, u"Boot0001", {1, 2, 3}); // taken, and not listed
         Numbers order = Order(kUefiOrder);
@@ -303,16 +304,14 @@ TEST(Enumeration, RewritesADescriptionInPlaceAndDeletesByPath) {
                 BdsCreateUefiBootOption(options, AsPath(bytes), description, &number);
             return std::pair(status, number);
         };
-        EXPECT_EQ(create(kOptical, u"Mine").first, EFI_ALREADY_STARTED);
+        EXPECT_EQ(create(kOptical, u"EFI DVD/CDROM 1").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(1), u"EFI USB Device 1").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(AllOptions(), before);
-        EXPECT_EQ(create(kOptical, u"EFI DVD/CDROM 1").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(1), u"EFI USB Device 12").first, EFI_ALREADY_STARTED);
         EXPECT_EQ(create(UsbPath(3), u"EFI USB Device 1"), std::pair(EFI_SUCCESS, UINT16(3)));
 
         auto expected = before;
-        expected[0] = OptionBytes(kEnumerated, u"EFI DVD/CDROM 1", PathOf(kOptical));
-        expected[2] = OptionBytes(kEnumerated, u"EFI USB Device 12", PathOf(UsbPath(1)));
+        expected[2] = OptionBytes(kDisabled, u"EFI USB Device 12", PathOf(UsbPath(1)));
         expected[3] = OptionBytes(kEnumerated, u"EFI USB Device 1", PathOf(UsbPath(3)));
         EXPECT_EQ(AllOptions(), expected);
         EXPECT_EQ(Order(kUefiOrder), order) << "it goes into no order";
@@ -321,7 +320,7 @@ TEST(Enumeration, RewritesADescriptionInPlaceAndDeletesByPath) {
         EXPECT_EQ(create(UsbPath(4), u"EFI USB Device 2").first, EFI_OUT_OF_RESOURCES);
         EXPECT_EQ(AllOptions(), expected);
 
-        // By path: up to what cannot be read.
+        // By path: up to what cannot be read, and never another's.
         const auto remove = [&](std::u16string_view path) {
             PathBytes bytes = PathOf(path);
             OptionCache freshCache;
@@ -332,11 +331,10 @@ TEST(Enumeration, RewritesADescriptionInPlaceAndDeletesByPath) {
         SetOrder(kUefiOrder, {0, 2, 4});
         EXPECT_EQ(remove(UsbPath(3)), EFI_NOT_FOUND) << "it is not listed";
         EXPECT_EQ(remove(UsbPath(2)), EFI_SUCCESS);
-        EXPECT_EQ(remove(kOptical), EFI_SUCCESS);
+        EXPECT_EQ(remove(kOptical), EFI_NOT_FOUND);
         expected.erase(4);
-        expected.erase(0);
         EXPECT_EQ(AllOptions(), expected);
-        EXPECT_EQ(Order(kUefiOrder), Numbers{2});
+        EXPECT_EQ(Order(kUefiOrder), (Numbers{0, 2}));
         SetOrder(kUefiOrder, {});
         static_cast<void>(BdsDeleteVariable(kUefiOrder, &gKelmSystemVariableGuid));
         EXPECT_EQ(remove(UsbPath(1)), EFI_NOT_FOUND);
@@ -359,7 +357,7 @@ TEST(Enumeration, DeletesTheOptionsOfPartitionsThatCannotBootAnyMore) {
     };
     RunClean(MachineOf({SataDisk(Partitions(media))}), [&](sim::Platform& platform) {
         ASSERT_EQ(BdsConnectAll(), EFI_SUCCESS);
-        AddOption(0, kOperatingSystems, u"An OS", OnDisk(7) + u"/\\EFI\\os.efi");
+        AddOption(0, kOperatingSystems, u"An OS", OnDisk(7));
         for (UINT16 number = 1; number <= 7; ++number) {
             AddOption(number, kEnumerated, u"EFI Fixed Disk Boot Device 1", OnDisk(number));
         }

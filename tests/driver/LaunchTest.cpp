@@ -281,6 +281,18 @@ TEST(Launch, EveryWayOutTakesTheVariablesOfTheAttemptAway) {
     }
 }
 
+TEST(Launch, AnImageThatIsNotLetRunIsUnloaded) {
+    DriverBoot boot(Machine(kLoaders, {{std::u16string(kPartition) + u"/\\bad.efi"}},
+                            R"(, "attributes": {"BootSeqRetry": "Reset"}, "faults": [
+        {"call": "StartImage", "nth": 1, "status": "EFI_SECURITY_VIOLATION"}])"));
+    boot.BeforeDriver([](sim::Platform&) { AddAttemptListeners(); });
+    EXPECT_EQ(boot.PowerOn().reason, sim::EndReason::ResetCold);
+    const std::vector<Texts> launches = Launches(boot);
+    ASSERT_EQ(launches.size(), 1u);
+    EXPECT_EQ(Only(launches[0], {"load ", "start bad", "unload "}),
+              (Texts{"load bad.efi EFI_SUCCESS", "unload bad.efi EFI_SUCCESS"}));
+}
+
 TEST(Launch, ARefusedImageIsNamedOnTheScreenHoweverLongItsName) {
     const std::u16string name = std::u16string(290, u'x') + u" the end";
     DriverBoot boot(Machine(kLoaders, {{std::u16string(kPartition) + u"/\\evil.efi", name}},

@@ -248,6 +248,19 @@ TEST(Placeholder, GivesItsSlotToAShortPathAndOnlyOnce) {
              });
 }
 
+TEST(Placeholder, IsKnownByItsNameAndItsMaker) {
+    RunWithoutLeak([](sim::Platform&) {
+        AddOption(1, kEnumerated, u"EFI Fixed Disk Boot Device 1", kVirtualDisk);
+        AddOption(2, kOperatingSystems, kScsiName, kVirtualDisk);
+        OptionCache cache;
+        UefiOptions options(cache);
+        PathBytes path = PathOf(On(kVirtualDisk, 1));
+        EXPECT_FALSE(BdsReplacePlaceholder(options, AsPath(path), UINT16(7)));
+        EXPECT_EQ(AllOptions().size(), 2u);
+        EXPECT_EQ(Order(kUefiOrder), (Numbers{1, 2}));
+    });
+}
+
 TEST(Placeholder, OfADiskWithAnyOtherKindOfPathIsReplacedAsWell) {
     constexpr char16_t kSasDisk[] = u"VenHw(5C1E6A2B-7A60-4D2D-9C39-8F3A3E0D1B77)/I2O(0x1)";
     DeviceHandles handles;

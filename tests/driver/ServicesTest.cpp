@@ -189,6 +189,24 @@ TEST(ControllerStartup, LogsEachStepThatFailsAndGoesOn) {
     }
 }
 
+TEST(MissingServices, AreNamedInTheLogUnlessTheServerMayLackThem) {
+    struct Row {
+        const char* name;
+        std::size_t lines;
+    };
+    for (const Row& row :
+         {Row{"KelmPciPostEnumerationProtocol", 1}, Row{"KelmPlatformPolicyProtocol", 1},
+          Row{"KelmVamProtocol", 0}, Row{"KelmRipsProtocol", 0}, Row{"KelmAciMProtocol", 0}}) {
+        DriverBoot boot(fmt::format(R"({{"missing": ["{}"]}})", row.name));
+        boot.PowerOn();
+        const auto line = fmt::format("Error !!! Unable to locate {}.\n", row.name);
+        const std::vector<std::string> lines = boot.DebugLines();
+        EXPECT_EQ(std::size_t(std::count(lines.begin(), lines.end(), line)), row.lines) << line;
+        EXPECT_EQ(boot.Logged(line, 0x80000000), row.lines != 0) << line;
+        EXPECT_TRUE(boot.Logged("[BDS] Default Boot\n", 0x440)) << line;
+    }
+}
+
 TEST(ControllerStartup, TellsReadyToBootOnceAndClosesTheSmaInterfaceEveryTime) {
     sim::Trace trace;
     RunInFirmware(
