@@ -114,11 +114,7 @@ std::vector<StoredOption> Undisturbed(const Start& start) {
 // ---- Memory
 
 // The sanitizer makes everything ten times as slow.
-#ifdef SIM_ADDRESS_SANITIZER
-constexpr unsigned kStride = 10;
-#else
-constexpr unsigned kStride = 1;
-#endif
+constexpr unsigned kStride = sim::kAddressSanitizer ? 10 : 1;
 constexpr unsigned kBatch = 50; // allocations that fail in one boot
 
 // Lets one allocation of pool fail while it lives.

@@ -1,6 +1,7 @@
 // Boot options over several boots of one server, while devices come and go, operating systems are
 // installed, administrators edit and remote management asks for something else.
 
+#include "sim/firmware/Sanitizer.h"
 #include "tests/Paths.h"
 #include "tests/driver/EnumerationRack.h"
 
@@ -343,11 +344,7 @@ TEST(EnumerationScenarios, SomeDevicesComeFirstWhenTheyAreNew) {
 // ---- Many boots, and the administrator's tool between two of them
 
 // The sanitizer makes a boot a hundred times as slow.
-#ifdef SIM_ADDRESS_SANITIZER
-constexpr unsigned kBoots = 10;
-#else
-constexpr unsigned kBoots = 1000;
-#endif
+constexpr unsigned kBoots = sim::kAddressSanitizer ? 10 : 1000;
 
 TEST(EnumerationScenarios, AThousandBootsOfTheSameServerLeaveTheSameStore) {
     EnumerationRack rack;

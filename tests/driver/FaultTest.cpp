@@ -13,13 +13,8 @@ std::string MachineFor(std::string_view call, unsigned nth, std::string_view res
 }
 
 // The sanitizer makes a boot a hundred times as slow.
-#ifdef SIM_ADDRESS_SANITIZER
-constexpr unsigned kEveryCallUpTo = 30;
-constexpr unsigned kStride = 100;
-#else
-constexpr unsigned kEveryCallUpTo = 100;
-constexpr unsigned kStride = 10;
-#endif
+constexpr unsigned kEveryCallUpTo = sim::kAddressSanitizer ? 30 : 100;
+constexpr unsigned kStride = sim::kAddressSanitizer ? 100 : 10;
 
 // Fails the first call of a service, the second, ... until a boot has no such call left; of the
 // later calls, which come from loops over devices, only some. Returns how many boots met their
