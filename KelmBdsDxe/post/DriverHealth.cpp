@@ -32,6 +32,8 @@ constexpr CHAR16 kNoMessages[] =
 // The drivers of the controller's settings pages, by either name of the controller.
 constexpr std::u16string_view kControllerSettings[] = {u"Nimbor Settings", u"BMC Settings"};
 constexpr UINTN kMaxMessages = 256; // a list without an end
+// What other vendors' drivers call English, the likelier first.
+constexpr const CHAR8* kLanguages[] = {kStringLanguage, "en"};
 
 struct UnhealthyDriver {
     EFI_HANDLE handle = nullptr;
@@ -76,10 +78,13 @@ private:
 
 const CHAR16* DriverName(EFI_HANDLE handle) {
     auto* names = ProtocolOnHandle<EFI_COMPONENT_NAME2_PROTOCOL>(handle);
-    CHAR16* name = nullptr;
-    return names == nullptr || EFI_ERROR(names->GetDriverName(names, kStringLanguage, &name))
-               ? nullptr
-               : name;
+    for (const CHAR8* language : kLanguages) {
+        CHAR16* name = nullptr;
+        if (names != nullptr && !EFI_ERROR(names->GetDriverName(names, language, &name))) {
+            return name;
+        }
+    }
+    return nullptr;
 }
 
 // The combined health of all controllers of one driver. One that does not say is healthy.
@@ -124,11 +129,14 @@ EFI_STATUS Collect(std::span<const EFI_HANDLE> handles, UnhealthyDrivers& unheal
 }
 
 void ShowHiiMessage(const EFI_DRIVER_HEALTH_HII_MESSAGE& message) {
-    PoolPtr<CHAR16> text;
-    if (!EFI_ERROR(GetHiiString(message.HiiHandle, message.StringId, kStringLanguage, text))) {
-        static_cast<void>(BdsGeneralizeControllerName(text.get()));
-        PrintString(text.get());
-        PrintString(u"\n\r");
+    for (const CHAR8* language : kLanguages) {
+        PoolPtr<CHAR16> text;
+        if (!EFI_ERROR(GetHiiString(message.HiiHandle, message.StringId, language, text))) {
+            static_cast<void>(BdsGeneralizeControllerName(text.get()));
+            PrintString(text.get());
+            PrintString(u"\n\r");
+            return;
+        }
     }
 }
 

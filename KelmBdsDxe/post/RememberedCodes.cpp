@@ -13,11 +13,13 @@ namespace {
 
 constexpr const CHAR16* kSettings[] = {kAttributeF1F2ErrCode1, kAttributeF1F2ErrCode2};
 
-// Whether a setting holds a code. One that is longer than any identifier counts as unreadable.
+// Whether a setting holds a code. One that is longer than any identifier counts as unreadable; one
+// for which there was no memory may hold a code and is spared.
 bool IsTaken(const CHAR16* setting) {
     PoolPtr<CHAR16> value;
-    if (EFI_ERROR(BdsGetAttributeString(setting, value.out()))) {
-        return false;
+    const EFI_STATUS status = BdsGetAttributeString(setting, value.out());
+    if (EFI_ERROR(status)) {
+        return status == EFI_OUT_OF_RESOURCES;
     }
     const std::u16string_view code = Ucs2View(value.get());
     return code.size() <= kPostMessageIdentifierLength && code != kAttributeErrCodeFree;

@@ -14,7 +14,7 @@ namespace sim {
 namespace {
 
 constexpr char kName[] = "DriverHealth";
-constexpr char kLanguage[] = "en-US";
+constexpr char kUsualLanguage[] = "en-US";
 
 struct StateName {
     std::string_view name;
@@ -64,7 +64,7 @@ struct DriverHealth::Served {
     Served(Platform& owner, Driver described) : platform(owner), driver(std::move(described)) {
         health.owner = names.owner = this;
         health.protocol = {&GetHealthStatus, &Repair};
-        names.protocol = {&GetDriverName, &GetControllerName, kLanguage};
+        names.protocol = {&GetDriverName, &GetControllerName, driver.language.c_str()};
     }
 
     using Health = Interface<EFI_DRIVER_HEALTH_PROTOCOL, Served>;
@@ -178,7 +178,7 @@ struct DriverHealth::Served {
         if (language == nullptr || name == nullptr) {
             return EFI_INVALID_PARAMETER;
         }
-        if (std::string_view(language) != kLanguage) {
+        if (language != Names::From(self).driver.language) {
             return EFI_UNSUPPORTED;
         }
         *name = Names::From(self).driver.name.data();
@@ -214,6 +214,8 @@ DriverHealth::Driver DriverHealth::ReadDriver(const std::string& id,
     if (!machine.At(place + "/name").is_null()) {
         driver.name = ReadText(machine, machine.At(place + "/name"), place + "/name");
     }
+    const Json& language = machine.At(place + "/language");
+    driver.language = language.is_null() ? kUsualLanguage : language.get<std::string>();
     if (!machine.At(place + "/path").is_null()) {
         driver.path = ReadDevicePath(machine, machine.At(place + "/path"), place + "/path");
     }
@@ -246,7 +248,7 @@ void DriverHealth::Install(Served& served) {
     if (platform.IsMissing(kName, gEfiDriverHealthProtocolGuid)) {
         return;
     }
-    driver.strings = platform.Get<HiiDatabase>().AddStrings(kLanguage, driver.messages);
+    driver.strings = platform.Get<HiiDatabase>().AddStrings(driver.language, driver.messages);
     EFI_HANDLE handle = nullptr;
     if (!driver.path.empty()) {
         static_cast<void>(

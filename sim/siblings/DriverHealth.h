@@ -21,6 +21,7 @@ public:
     struct Driver {
         std::string id;
         std::u16string name;                          // empty: no component name
+        std::string language;                         // of the name and the messages
         std::vector<std::uint8_t> path;               // with its end; empty: none
         std::vector<EFI_DRIVER_HEALTH_STATUS> states; // at least one
         bool hasMessages = false;                     // a list, maybe an empty one

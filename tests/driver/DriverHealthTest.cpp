@@ -93,9 +93,11 @@ TEST(DriverHealth, UnhealthyDriversAreNamedWithWhatTheySay) {
         R"("a": {{"states": ["failed"], "name": "Card driver", "path": "{}",
                   "messages": ["Ask Nimbor.", "Or not."]}},
            "b": {{"states": ["configuration-required"], "name": "Nimbor Settings",
-                  "messages": [], "form": true}},
+                  "language": "en", "messages": [], "form": true}},
            "c": {{"states": ["failed"]}},
-           "d": {{"states": ["healthy"], "name": "Sound", "messages": ["Not said."]}})",
+           "d": {{"states": ["healthy"], "name": "Sound", "messages": ["Not said."]}},
+           "e": {{"states": ["failed"], "name": "Other", "language": "en",
+                  "messages": ["Elsewhere."]}})",
         kCard)));
     EXPECT_EQ(report.status, EFI_SUCCESS);
     EXPECT_EQ(report.screen,
@@ -103,7 +105,8 @@ TEST(DriverHealth, UnhealthyDriversAreNamedWithWhatTheySay) {
               "\r\nNimbor Settings: \r\n"
               "Unhealthy status reported by this UEFI driver without specific error message(s).\n\r"
               "Unhealthy status reported by this UEFI driver without specific error "
-              "message(s).\n\r");
+              "message(s).\n\r"
+              "\r\nOther: \r\nElsewhere.\n\r");
     EXPECT_TRUE(report.message);
     EXPECT_TRUE(report.promptRequired);
     EXPECT_TRUE(report.hooked);
