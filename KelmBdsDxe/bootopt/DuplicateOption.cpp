@@ -28,17 +28,16 @@ bool IsWindowsToGoEntryOf(const CachedOption& option, const EFI_DEVICE_PATH_PROT
 }
 
 bool IsOperatingSystemOnPlaceholderDisk(const CachedOption& option,
-                                        const HARDDRIVE_DEVICE_PATH& partition,
-                                        const EFI_DEVICE_PATH_PROTOCOL* path) {
+                                        const HARDDRIVE_DEVICE_PATH& partition) {
     if (option.IsEnumerated()) {
         return false;
     }
     const PoolPtr<EFI_DEVICE_PATH_PROTOCOL> disk = BdsExpandHddShortFormPath(&partition.Header);
-    return disk && BdsIsPlaceholderDisk(disk.get()) && BdsIsPlaceholderDisk(path);
+    return disk && BdsIsPlaceholderDisk(disk.get());
 }
 
-bool IsDuplicate(const UefiOptions& options, const CachedOption& option,
-                 const EFI_DEVICE_PATH_PROTOCOL* path, const CHAR16* description) {
+bool IsDuplicate(const CachedOption& option, const EFI_DEVICE_PATH_PROTOCOL* path,
+                 bool onPlaceholderDisk, const CHAR16* description) {
     bool hit = false;
     if (IsWindowsToGoEntryOf(option, path)) {
         DebugPrint(kDebugInfo, "W2G found! USB: %s Duplicate\n", description);
@@ -54,8 +53,7 @@ bool IsDuplicate(const UefiOptions& options, const CachedOption& option,
         DebugPrint(kDebugBdsInfo, "HDD: %s Duplicate.\n", description);
         hit = true;
     }
-    return hit || (options.settings.hddPlaceholder &&
-                   IsOperatingSystemOnPlaceholderDisk(option, *partition, path));
+    return hit || (onPlaceholderDisk && IsOperatingSystemOnPlaceholderDisk(option, *partition));
 }
 
 } // namespace
@@ -66,11 +64,13 @@ std::optional<UINTN> BdsIsDuplicateBootOption(UefiOptions& options,
     if (!options.settings.fixedDiskOnly) {
         return {};
     }
+    // Asked first: to look for the disk of a partition may connect the whole system.
+    const bool onPlaceholderDisk = options.settings.hddPlaceholder && BdsIsPlaceholderDisk(path);
     std::optional<UINTN> last;
     const std::span<const UINT16> order = options.numbers();
     for (UINTN i = 0; i < order.size(); ++i) {
         const CachedOption* option = options.cache().Find(order[i]);
-        if (option != nullptr && IsDuplicate(options, *option, path, description)) {
+        if (option != nullptr && IsDuplicate(*option, path, onPlaceholderDisk, description)) {
             last = i;
         }
     }

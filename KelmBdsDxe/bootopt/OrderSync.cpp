@@ -89,21 +89,27 @@ EFI_STATUS AppendNewUefiOptions(OptionCache& options, std::span<const UINT16> bo
         return status;
     }
     const std::span<const UINT16> old = order.numbers();
-    if (old.size() >= kMaxOrderEntries) {
+    if (old.size() > kMaxOrderEntries) {
         return EFI_SUCCESS;
     }
-    std::array<UINT16, kMaxOrderEntries> grown;
-    std::copy(old.begin(), old.end(), grown.begin());
-    UINTN count = old.size();
-    for (const UINT16 number : bootOrder) {
-        if (count < grown.size() &&
-            IsNewUefiOption(options, number, std::span(grown).first(count))) {
-            grown[count++] = number;
+    std::array<UINT16, kMaxOrderEntries> wanted;
+    UINTN count = 0;
+    // What has lost its option goes: it would keep the stale options of this order for ever.
+    for (const UINT16 number : old) {
+        if (!options.IsMissing(number)) {
+            wanted[count++] = number;
         }
     }
-    return count == old.size()
+    for (const UINT16 number : bootOrder) {
+        if (count < wanted.size() &&
+            IsNewUefiOption(options, number, std::span(wanted).first(count))) {
+            wanted[count++] = number;
+        }
+    }
+    const std::span<const UINT16> numbers = std::span(wanted).first(count);
+    return std::ranges::equal(numbers, old)
                ? EFI_SUCCESS
-               : options.orders().Write(kVariableUefiBootOrder, std::span(grown).first(count));
+               : options.orders().Write(kVariableUefiBootOrder, numbers);
 }
 
 EFI_STATUS ApplyDefaultOrder() {

@@ -16,7 +16,8 @@ namespace {
 EnumerationSettings ReadSettings() {
     return {
         .hddPlaceholder = BdsAttributeIsEnabled(kAttributeHddPlaceholder),
-        .hddPlaceholderOnTop = BdsAttributeIsEnabled(kAttributeHddPlaceholderTopOfBootOrder),
+        .hddPlaceholderOnTop =
+            BdsCompareSecondaryAttribute(kAttributeHddPlaceholderTopOfBootOrder, kAttributeEnabled),
         .fixedDiskOnly = BdsAttributeIsEnabled(kAttributeFixedDiskOnly),
         .genericUsbDisabled = BdsCompareAttribute(kAttributeGenericUsbBoot, kAttributeDisabled),
     };

@@ -221,6 +221,7 @@ TEST(BootOrder, IsSyncedWithTheOrderOfItsKind) {
         {"mixed, nothing new", {1, 8}, {4}, {}, false, {4}, {}, true},
         {"mixed, no order yet", {1, 8, 4, 2}, {}, {9}, false, {1, 2}, {9}, true},
         {"controlled", {2, 1}, {1, 3}, {}, true, {1, 3, 2}, {}, true},
+        {"controlled, an option gone", {2, 1}, {7, 1, 6, 3}, {}, true, {1, 3, 2}, {}, true},
         {"controlled, one place left", {2, 3}, full, {}, true, fullAfter, {}, true},
         {"controlled, full", {3}, fullAfter, {}, true, fullAfter, {}, true},
         {"reset", {}, {1, 3, 1}, {8}, false, {}, {}, false, {1, 3, 8}},
@@ -233,6 +234,11 @@ TEST(BootOrder, IsSyncedWithTheOrderOfItsKind) {
             [&](sim::Platform& platform) {
                 for (const auto& [number, bytes] : options) {
                     SetOption(number, bytes);
+                }
+                for (const UINT16 number : row.uefi) {
+                    if (number >= full.front()) {
+                        SetOption(number, {1, 2, 3}); // like nothing else
+                    }
                 }
                 SetOrder(kBootOrderName, row.boot);
                 SetOrder(kUefi, row.uefi);

@@ -294,26 +294,35 @@ TEST(Placeholder, OfADiskWithAnyOtherKindOfPathIsReplacedAsWell) {
         });
 }
 
-TEST(Placeholder, StandsInFrontWhenThatIsWanted) {
-    sim::Trace trace;
-    RunClean(
-        MachineOf({VirtualDisk(kOtherFiles), SecondDisk(kOtherFiles)},
-                  std::string(kEnabled) + R"(, "HddPlaceholderTopOfBootOrder": "Enabled")"),
-        [](sim::Platform& platform) {
-            ASSERT_EQ(BdsConnectAll(), EFI_SUCCESS);
-            AddOption(7, kOperatingSystems, u"OS", kElsewhere);
-            ExpectNoLeak(platform, [] {
-                // The later one ends up ahead.
-                const Texts placeholders = Enumerate();
-                ASSERT_EQ(placeholders.size(), 3u);
-                EXPECT_TRUE(placeholders[0].starts_with("0001 EFI RAID Disk PlaceHolder"));
-                EXPECT_TRUE(placeholders[1].starts_with("0000 EFI RAID Disk PlaceHolder"));
-            });
-        },
-        &trace);
-    EXPECT_EQ(
-        std::ranges::count(TextsOf(trace, 0x40), "Moving HDD PlaceHolder to top of bootOrder\n"),
-        2);
+TEST(Placeholder, StandsInFrontWhenTheSecondaryReaderSaysSo) {
+    for (const bool reader : {true, false}) {
+        SCOPED_TRACE(reader);
+        sim::Trace trace;
+        RunClean(
+            MachineOf({VirtualDisk(kOtherFiles), SecondDisk(kOtherFiles)},
+                      std::string(kEnabled) + R"(, "HddPlaceholderTopOfBootOrder": "Enabled")",
+                      reader ? "" : R"(, "missing": ["KelmSecondaryAttributeReader"])"),
+            [&](sim::Platform& platform) {
+                ASSERT_EQ(BdsConnectAll(), EFI_SUCCESS);
+                AddOption(7, kOperatingSystems, u"OS", kElsewhere);
+                ExpectNoLeak(platform, [&] {
+                    const Texts options = Enumerate();
+                    ASSERT_EQ(options.size(), 3u);
+                    // The later one ends up ahead.
+                    const std::size_t first = reader ? 0 : 1;
+                    const char* const begins[] = {reader ? "0001 EFI RAID Disk PlaceHolder"
+                                                         : "0000 EFI RAID Disk PlaceHolder",
+                                                  reader ? "0000 EFI RAID Disk PlaceHolder"
+                                                         : "0001 EFI RAID Disk PlaceHolder"};
+                    EXPECT_TRUE(options[first].starts_with(begins[0])) << options[first];
+                    EXPECT_TRUE(options[first + 1].starts_with(begins[1])) << options[first + 1];
+                });
+            },
+            &trace);
+        EXPECT_EQ(std::ranges::count(TextsOf(trace, 0x40),
+                                     "Moving HDD PlaceHolder to top of bootOrder\n"),
+                  reader ? 2 : 0);
+    }
 }
 
 TEST(Placeholder, ThereAreNoneWithoutTheLocationService) {
