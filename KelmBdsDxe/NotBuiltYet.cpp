@@ -107,9 +107,6 @@ EFI_STATUS BdsEnableVideoWriteCombining() {
 EFI_STATUS BdsEnumerateLegacyBootOptions() {
     return EFI_UNSUPPORTED;
 }
-EFI_STATUS BdsApplyDefaultLegacyHddOrder(const CHAR16*, const EFI_GUID*) {
-    return EFI_UNSUPPORTED;
-}
 EFI_STATUS BdsBuildDefaultLegacyOrders() {
     return EFI_UNSUPPORTED;
 }

@@ -2,12 +2,11 @@
 #include "bootopt/FqddAttributes.h"
 #include "bootopt/FqddReorder.h"
 #include "bootopt/LastError.h"
-#include "bootopt/LegacyOptionKind.h"
-#include "bootopt/LegacyOptionServices.h"
 #include "bootopt/OrderVariable.h"
 #include "kelm/AttributeNames.h"
 #include "kelm/DebugLevels.h"
 #include "kelm/Variables.h"
+#include "legacy/LegacyDefaultOrders.h"
 #include "library/firmware/Debug.h"
 #include "library/pure/Ucs2.h"
 #include "services/Attributes.h"
@@ -30,21 +29,6 @@ EFI_STATUS CopyOrder(OrderCache& orders, const KelmVariable& from, const KelmVar
         return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
     }
     return orders.Write(to, order.numbers());
-}
-
-EFI_STATUS ApplyDefaultLegacyHddOrder() {
-    UINT16 option = 0;
-    if (EFI_ERROR(BdsFindFirstLegacyHddOption(kVariableLegacyBootOrder.name,
-                                              kVariableLegacyBootOrder.guid, &option))) {
-        return EFI_SUCCESS;
-    }
-    OptionOrder devices;
-    const EFI_STATUS status =
-        BdsReadOrder(kVariableDefaultBcvBootOrder.name, kVariableDefaultBcvBootOrder.guid, devices);
-    if (EFI_ERROR(status)) {
-        return status == EFI_NOT_FOUND ? EFI_SUCCESS : status;
-    }
-    return SetLegacyOptionDeviceOrder(option, devices.numbers().data(), devices.numbers().size());
 }
 
 } // namespace
@@ -107,7 +91,8 @@ EFI_STATUS BdsApplyBootSeqDefault() {
     EFI_STATUS disksStatus = EFI_SUCCESS;
     if (sequence == kSequenceBios || sequence == kSequenceBoth) {
         error.Note(CopyOrder(orders, kVariableDefaultLegacyBootOrder, kVariableLegacyBootOrder));
-        disksStatus = ApplyDefaultLegacyHddOrder();
+        disksStatus = BdsApplyDefaultLegacyHddOrder(kVariableLegacyBootOrder.name,
+                                                    kVariableLegacyBootOrder.guid);
     }
     if (sequence == kSequenceUefi || sequence == kSequenceBoth) {
         error.Note(CopyOrder(orders, kVariableDefaultUefiBootOrder, kVariableUefiBootOrder));

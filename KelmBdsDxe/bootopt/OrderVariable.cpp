@@ -62,6 +62,9 @@ EFI_STATUS BdsReadOrder(const CHAR16* name, const EFI_GUID* guid, OptionOrder& o
 
 EFI_STATUS BdsWriteOrder(const CHAR16* name, const EFI_GUID* guid,
                          std::span<const UINT16> numbers) {
+    if (numbers.empty()) {
+        return BdsDeleteVariable(name, guid);
+    }
     const UINT32 attributes =
         *guid == gEfiGlobalVariableGuid ? kVariableNonVolatileRuntime : kVariableNonVolatileBoot;
     const auto write = [&] {
@@ -70,8 +73,8 @@ EFI_STATUS BdsWriteOrder(const CHAR16* name, const EFI_GUID* guid,
     EFI_STATUS status = write();
     // One that somebody wrote with other attributes has to go first. All others are overwritten, so
     // that there is an order whenever the power fails.
-    if (status == EFI_INVALID_PARAMETER && !numbers.empty() &&
-        HasOtherAttributes(name, guid, attributes) && !EFI_ERROR(BdsDeleteVariable(name, guid))) {
+    if (status == EFI_INVALID_PARAMETER && HasOtherAttributes(name, guid, attributes) &&
+        !EFI_ERROR(BdsDeleteVariable(name, guid))) {
         status = write();
     }
     return status;

@@ -275,6 +275,15 @@ TEST(BootOrder, OrderOfOtherAttributesIsReplacedWhenOptionsAreAppended) {
                   EFI_INVALID_PARAMETER);
         EXPECT_EQ(Order(kBootOrderName), (Numbers{2, 1}));
 
+        // Without any number it goes, too.
+        ASSERT_EQ(platform.variables->Write(kBootOrderName, gEfiGlobalVariableGuid, 7, nullptr, 0),
+                  EFI_SUCCESS);
+        ASSERT_EQ(platform.variables->Write(kBootOrderName, gEfiGlobalVariableGuid, 3,
+                                            foreign.data(), foreign.size()),
+                  EFI_SUCCESS);
+        EXPECT_EQ(BdsWriteOrder(kBootOrderName, &gEfiGlobalVariableGuid, {}), EFI_SUCCESS);
+        EXPECT_EQ(platform.variables->Find(kBootOrderName, gEfiGlobalVariableGuid), nullptr);
+
         SetOrder(kBootOrderName, {2});
         SetSetting("UefiVariableAccess", "Controlled");
         const Bytes old = AsBytes({1});
